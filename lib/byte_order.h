@@ -14,7 +14,7 @@
 // Unsigned 16-bit field, 2 bytes, low byte first.
 class Le16
 {
-  public:
+public:
     constexpr uint16_t get() const { return static_cast<uint16_t>(m_bytes[0] | m_bytes[1] << 8); }
     constexpr void put(uint16_t uValue)
     {
@@ -22,14 +22,14 @@ class Le16
         m_bytes[1] = static_cast<uint8_t>(uValue >> 8);
     }
 
-  private:
+private:
     uint8_t m_bytes[2];
 };
 
 // Unsigned 32-bit field, 4 bytes, low byte first.
 class Le32
 {
-  public:
+public:
     constexpr uint32_t get() const
     {
         return uint32_t{m_bytes[0]} | uint32_t{m_bytes[1]} << 8 | uint32_t{m_bytes[2]} << 16 |
@@ -43,7 +43,7 @@ class Le32
         m_bytes[3] = static_cast<uint8_t>(uValue >> 24);
     }
 
-  private:
+private:
     uint8_t m_bytes[4];
 };
 
