@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "daemon/message.h"
 
+#include <initializer_list>
+
 namespace
 {
 

@@ -19,10 +19,10 @@
 constexpr uint16_t VXP_REQUEST_PORT = 62976; // UDP port that devices listen on: requests and announcements
 constexpr uint16_t VXP_REPLY_PORT = 62992;   // UDP port that tools listen on: replies
 
-constexpr uint16_t VXP_VERSION = 2;           // uVersion of everything the daemon sends; not examined on receipt
-constexpr size_t VXP_BUFFER_SIZE = 4096;      // receive and reply buffers, bytes; longer datagrams are cut there
-constexpr size_t VXP_CREDENTIALS_SIZE = 128;  // credentials block at the head of an authenticated request's body
-constexpr int VXP_ANNOUNCE_INTERVAL = 30;     // seconds
+constexpr uint16_t VXP_VERSION = 2;          // uVersion of everything the daemon sends; not examined on receipt
+constexpr size_t VXP_BUFFER_SIZE = 4096;     // receive and reply buffers, bytes; longer datagrams are cut there
+constexpr size_t VXP_CREDENTIALS_SIZE = 128; // credentials block at the head of an authenticated request's body
+constexpr int VXP_ANNOUNCE_INTERVAL = 30;    // seconds
 
 // uID: the kind of message.
 enum : uint16_t {
@@ -48,23 +48,23 @@ enum : uint16_t {
 enum : uint16_t {
     VXP_OP_ANNOUNCE = 0x00A0,
     VXP_OP_DISCOVER = 0x00A1,
-    VXP_OP_SET_BASIC_INFO = 0x00A2,            // auth
-    VXP_OP_USER_VERIFY = 0x00A3,               // auth
-    VXP_OP_CHANGE_ADMIN = 0x00A4,              // auth
-    VXP_OP_QUERY_SUPPORTED = 0x00A5,           // auth
-    VXP_OP_GET_NET_ADVANCED = 0x00A6,          // auth
-    VXP_OP_SET_NET_ADVANCED = 0x00A7,          // auth
-    VXP_OP_FACTORY_RESET_WITHOUT_IP = 0x00AA,  // auth
-    VXP_OP_FACTORY_RESET = 0x00AB,             // auth
-    VXP_OP_GET_DATE_TIME = 0x00AC,             // auth
-    VXP_OP_SET_DATE_TIME = 0x00AD,             // auth
-    VXP_OP_COMMIT_SETTINGS = 0x00C0,           // auth
-    VXP_OP_QUERY_NET_STATUS = 0x00C9,          // auth
+    VXP_OP_SET_BASIC_INFO = 0x00A2,           // auth
+    VXP_OP_USER_VERIFY = 0x00A3,              // auth
+    VXP_OP_CHANGE_ADMIN = 0x00A4,             // auth
+    VXP_OP_QUERY_SUPPORTED = 0x00A5,          // auth
+    VXP_OP_GET_NET_ADVANCED = 0x00A6,         // auth
+    VXP_OP_SET_NET_ADVANCED = 0x00A7,         // auth
+    VXP_OP_FACTORY_RESET_WITHOUT_IP = 0x00AA, // auth
+    VXP_OP_FACTORY_RESET = 0x00AB,            // auth
+    VXP_OP_GET_DATE_TIME = 0x00AC,            // auth
+    VXP_OP_SET_DATE_TIME = 0x00AD,            // auth
+    VXP_OP_COMMIT_SETTINGS = 0x00C0,          // auth
+    VXP_OP_QUERY_NET_STATUS = 0x00C9,         // auth
     VXP_OP_QUERY_NEIGHBOR = 0x00D0,
-    VXP_OP_SET_MULTI_SSID = 0x00D1,            // auth
-    VXP_OP_VLAN_CONFIG = 0x00D2,               // auth
+    VXP_OP_SET_MULTI_SSID = 0x00D1, // auth
+    VXP_OP_VLAN_CONFIG = 0x00D2,    // auth
     VXP_OP_SNMP_CONFIG = 0x00D4,
-    VXP_OP_GET_MULTI_SSID = 0x00D8,            // auth
+    VXP_OP_GET_MULTI_SSID = 0x00D8, // auth
     VXP_OP_FIRMWARE_UPGRADE = 0x0100,
     VXP_OP_CONFIG_BACKUP = 0x0101,
     VXP_OP_CONFIG_UPGRADE = 0x0102,
