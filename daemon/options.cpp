@@ -33,10 +33,10 @@ void setDumpFolder(const char *strFolder)
 void parseOptions(int argc, char *argv[])
 {
     static const option OPTIONS[] = {
-        {"debug",  no_argument,       nullptr, 'd'},
+        {"debug", no_argument, nullptr, 'd'},
         {"folder", required_argument, nullptr, 'f'},
-        {"help",   no_argument,       nullptr, 'h'},
-        {nullptr,  0,                 nullptr, 0  },
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
     opterr = 0;
     for (int iOption; (iOption = getopt_long(argc, argv, "df:h", OPTIONS, nullptr)) != -1;) {

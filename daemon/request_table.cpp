@@ -8,12 +8,12 @@ char g_strCurrentUser[1024] = "";
 
 // Operations without credentials stay so, those that change the device included: tools in the field rely on it.
 constexpr RequestEntry g_ReqFunc[] = {
-    {VXP_OP_DISCOVER,         false, funcDiscover          },
-    {VXP_OP_USER_VERIFY,      true,  funcUserVerify        },
-    {VXP_OP_QUERY_SUPPORTED,  true,  funcQuerySupportedFunc},
-    {VXP_OP_QUERY_NET_STATUS, true,  funcQueryNetStatus    },
-    {VXP_OP_QUERY_NEIGHBOR,   false, funcQueryNeighbor     },
-    {0,                       false, nullptr               },
+    {VXP_OP_DISCOVER, false, funcDiscover},
+    {VXP_OP_USER_VERIFY, true, funcUserVerify},
+    {VXP_OP_QUERY_SUPPORTED, true, funcQuerySupportedFunc},
+    {VXP_OP_QUERY_NET_STATUS, true, funcQueryNetStatus},
+    {VXP_OP_QUERY_NEIGHBOR, false, funcQueryNeighbor},
+    {0, false, nullptr},
 };
 
 namespace
