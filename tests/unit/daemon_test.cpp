@@ -105,8 +105,8 @@ TEST_F(Authentication, ThePasswordDecides)
              Case{"a hash that crypt refuses", "sysop", "*0", "secret", -1},
              Case{"a hash that is not one", "sysop", ":", "secret", -1},
              Case{"a hash that fits once cut", "sysop", strLong, "secret", -1},
-             Case{"a whole hash that is too long", "sysop", hashOf("secret", "$6$abcdefgh"), "secret", -1},
-             Case{"SHA-256", "sysop", hashOf("secret", "$5$abcdefgh"), "secret", 0},
+             Case{"63 characters", "sysop", hashOf("secret", "$5$rounds=1000$abcd"), "secret", 0},
+             Case{"64 characters, whole but too long", "sysop", hashOf("secret", "$5$rounds=1000$abcde"), "secret", -1},
          }) {
         store(c.strUser, c.strHash);
         EXPECT_EQ(sysCheckUser("anybody", c.strPassword), c.iResult) << c.strWhat;
