@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// bare_responder INTERFACE: what answering costs at the very least. Receives a datagram, broadcasts 253 bytes of which
+// only the request's tag is not constant, and nothing else; linked with the libraries that vxpd is linked with.
+#include "daemon/message.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+sockaddr_in broadcastAddress(uint16_t uPort)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(uPort);
+    address.sin_addr.s_addr = htonl(INADDR_BROADCAST);
+    return address;
+}
+
+int openSocket(const char *strInterface)
+{
+    const int iSocket = socket(AF_INET, SOCK_DGRAM, 0);
+    const int iOn = 1;
+    setsockopt(iSocket, SOL_SOCKET, SO_BROADCAST, &iOn, sizeof iOn);
+    setsockopt(iSocket, SOL_SOCKET, SO_BINDTODEVICE, strInterface, static_cast<socklen_t>(strlen(strInterface)));
+    return iSocket;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc != 2)
+        return 2;
+    const int iReceive = openSocket(argv[1]);
+    const int iSend = openSocket(argv[1]);
+    const sockaddr_in own = broadcastAddress(VXP_REQUEST_PORT), reply = broadcastAddress(VXP_REPLY_PORT);
+    if (bind(iReceive, reinterpret_cast<const sockaddr *>(&own), sizeof own) == -1) {
+        perror("bare_responder: bind");
+        return 1;
+    }
+    static uint8_t s_ucRequest[VXP_BUFFER_SIZE], s_ucReply[253] = {0xEE, 0xFE};
+    for (;;) {
+        if (recv(iReceive, s_ucRequest, sizeof s_ucRequest, 0) <= 0)
+            continue;
+        memcpy(s_ucReply + 2, s_ucRequest + 2, 4);
+        sendto(iSend, s_ucReply, sizeof s_ucReply, 0, reinterpret_cast<const sockaddr *>(&reply), sizeof reply);
+    }
+}
