@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "lsqlquery/open.h"
+#include "lsqlquery/changes.h"
+#include "lsqlquery/failure.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace store
+{
+
+namespace
+{
+
+char g_folder[PATH_MAX];
+
+// The page size that the first page records. LMDB trusts it, and divides by it.
+struct MetaPage {
+    char pageHeader[4 + 2 * sizeof(uint16_t) + sizeof(size_t)];
+    uint32_t magic;
+    uint32_t version;
+    void *address;
+    size_t mapSize;
+    uint32_t pageSize;
+};
+static_assert(offsetof(MetaPage, pageSize) == (sizeof(void *) == 8 ? 40 : 28), "LMDB data format 1");
+
+void dataPath(char (&path)[PATH_MAX])
+{
+    snprintf(path, sizeof path, "%.*s/data.mdb", PATH_MAX - 16, g_folder);
+}
+
+bool nameFolder()
+{
+    const char *name = getenv("LSQLQUERY_DB");
+    if (!name || !*name)
+        name = "/var/lib/lsqlquery";
+    return static_cast<size_t>(snprintf(g_folder, sizeof g_folder, "%s", name)) < sizeof g_folder - 16;
+}
+
+// Bytes asked for by LSQLQUERY_MAP_SIZE; 0 if that is not a size.
+size_t wantedMapSize()
+{
+    const char *text = getenv("LSQLQUERY_MAP_SIZE");
+    if (!text || !*text)
+        return MAP_SIZE_DEFAULT;
+    char *end = nullptr;
+    errno = 0;
+    const unsigned long long number = strtoull(text, &end, 10);
+    const unsigned shift = *end == 'K' ? 10 : *end == 'M' ? 20 : 0;
+    if (errno || end == text || *text == '-' || *(end + (shift != 0)) || number > (SIZE_MAX / 2) >> shift)
+        return 0;
+    const size_t size = static_cast<size_t>(number) << shift;
+    return size < MAP_SIZE_MIN ? 0 : size;
+}
+
+int checkFolder()
+{
+    if (!nameFolder())
+        return ENAMETOOLONG;
+    struct stat status;
+    if (stat(g_folder, &status) != 0)
+        return errno == ENOENT ? CAUSE_NO_FOLDER : errno;
+    return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+// Zero if the first page could be LMDB's. Whether it is, LMDB finds out.
+int checkHeader()
+{
+    char path[PATH_MAX];
+    dataPath(path);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    MetaPage page;
+    const ssize_t size = pread(fd, &page, sizeof page, 0);
+    close(fd);
+    if (size != static_cast<ssize_t>(sizeof page))
+        return CAUSE_CUT_SHORT;
+    const bool plausible = page.pageSize >= 256 && page.pageSize <= 65536 && (page.pageSize & (page.pageSize - 1)) == 0;
+    return page.magic != 0xBEEFC0DE || plausible ? 0 : CAUSE_CUT_SHORT;
+}
+
+int openEnv(MDB_env *&env, unsigned flags, MDB_assert_func *onAssertion)
+{
+    int rc = mdb_env_create(&env);
+    if (rc)
+        return rc;
+    mdb_env_set_assert(env, onAssertion);
+    rc = mdb_env_set_maxdbs(env, 1);
+    if (rc == 0)
+        rc = mdb_env_open(env, g_folder, MDB_NOTLS | flags, 0600);
+    if (rc) {
+        mdb_env_close(env);
+        env = nullptr;
+    }
+    return rc;
+}
+
+int noteFile(Environment &environment)
+{
+    mdb_filehandle_t fd;
+    struct stat file;
+    if (mdb_env_get_fd(environment.env, &fd) != 0 || fstat(fd, &file) != 0)
+        return EIO;
+    environment.device = file.st_dev;
+    environment.inode = file.st_ino;
+
+    MDB_envinfo info;
+    MDB_stat tree;
+    mdb_env_info(environment.env, &info);
+    mdb_env_stat(environment.env, &tree);
+    environment.mapSize = info.me_mapsize;
+    // Asked after the environment, the length can only be too large.
+    return static_cast<unsigned long long>(file.st_size) / tree.ms_psize > info.me_last_pgno ? 0 : CAUSE_CUT_SHORT;
+}
+
+int setMapSize(Environment &environment, size_t size)
+{
+    const int rc = mdb_env_set_mapsize(environment.env, size);
+    MDB_envinfo info;
+    mdb_env_info(environment.env, &info);
+    environment.mapSize = info.me_mapsize;
+    return rc;
+}
+
+int prepare(Environment &environment, size_t mapSize)
+{
+    int rc = noteFile(environment);
+    if (rc == 0 && !environment.readOnly && environment.mapSize < mapSize)
+        rc = setMapSize(environment, mapSize);
+    int dead = 0;
+    if (rc == 0 && !environment.readOnly)
+        rc = mdb_reader_check(environment.env, &dead);
+    if (rc == 0)
+        rc = openChangesTable(environment);
+    return rc;
+}
+
+} // namespace
+
+const char *folder()
+{
+    return g_folder;
+}
+
+bool statDataFile(struct stat &file)
+{
+    char path[PATH_MAX];
+    dataPath(path);
+    return stat(path, &file) == 0 && file.st_size > 0;
+}
+
+int openStore(Environment &environment, bool create, MDB_assert_func *onAssertion)
+{
+    int rc = checkFolder();
+    if (rc)
+        return rc;
+    const size_t mapSize = wantedMapSize();
+    if (mapSize == 0)
+        return CAUSE_MAP_SIZE;
+    struct stat file;
+    if (statDataFile(file))
+        rc = checkHeader();
+    else if (!create)
+        rc = CAUSE_NO_STORE;
+    if (rc)
+        return rc;
+
+    environment.readOnly = false;
+    rc = openEnv(environment.env, 0, onAssertion);
+    if (rc == EROFS && statDataFile(file)) {
+        environment.readOnly = true;
+        rc = openEnv(environment.env, MDB_RDONLY, onAssertion);
+    }
+    if (rc == 0 && (rc = prepare(environment, mapSize)) != 0)
+        closeStore(environment);
+    return rc;
+}
+
+void closeStore(Environment &environment)
+{
+    if (environment.env)
+        mdb_env_close(environment.env);
+    environment.env = nullptr;
+    environment.changes.store(0);
+}
+
+int resizeStore(Environment &environment)
+{
+    return setMapSize(environment, 0);
+}
+
+int openChangesTable(Environment &environment)
+{
+    MDB_txn *txn;
+    int rc = mdb_txn_begin(environment.env, nullptr, MDB_RDONLY, &txn);
+    if (rc)
+        return rc;
+    MDB_dbi table = 0;
+    // The main table's handle is fixed; asking for it makes sure that it is what it should be.
+    rc = mdb_dbi_open(txn, nullptr, 0, &environment.mainTable);
+    if (rc == 0 && (rc = mdb_dbi_open(txn, CHANGES_TABLE, 0, &table)) == MDB_NOTFOUND)
+        rc = table = 0;
+    if (rc) {
+        mdb_txn_abort(txn);
+        return rc;
+    }
+    environment.changes.store(table);
+    return mdb_txn_commit(txn);
+}
+
+int coverMap(const Environment &environment)
+{
+    mdb_filehandle_t fd;
+    struct stat file;
+    if (mdb_env_get_fd(environment.env, &fd) != 0 || fstat(fd, &file) != 0)
+        return EIO;
+    const off_t size = static_cast<off_t>(environment.mapSize);
+    return file.st_size >= size || ftruncate(fd, size) == 0 ? 0 : errno;
+}
+
+void announce()
+{
+    mdb_filehandle_t fd;
+    if (mdb_env_get_fd(g_environment.env, &fd) == 0)
+        futimens(fd, nullptr);
+}
+
+} // namespace store
