@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/commands.h"
+
+#include "client/failure.h"
+
+namespace vxpctl
+{
+namespace
+{
+
+ExitCode runGuarded(const Command &command, const Options &options, Writer &writer, const Log &log)
+{
+    try {
+        return command.run(options, writer, log);
+    } catch (const Failure &failure) {
+        writer.error(failure.error());
+        return failure.exitCode();
+    } catch (const std::exception &failure) {
+        writer.error({"failure", std::string("unexpected: ") + failure.what(), "run it again with -v and report it"});
+        return ExitCode::failure;
+    }
+}
+
+} // namespace
+
+ExitCode runCommand(const Command &command, const Options &options, std::ostream &out, std::ostream &err)
+{
+    const Log log(options.verbose ? &err : nullptr);
+    const auto writer = makeWriter(options.format, command.view, out, err);
+    const ExitCode code = runGuarded(command, options, *writer, log);
+    writer->finish();
+    if (out.flush())
+        return code;
+    err << "vxpctl: cannot write the result to standard output\n  hint: is the disk full?\n";
+    return ExitCode::failure;
+}
+
+} // namespace vxpctl

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/failure.h"
+#include "client/interfaces.h"
+
+#include <gtest/gtest.h>
+#include <net/if.h>
+
+using namespace vxpctl;
+
+namespace
+{
+
+const std::vector<Interface> host{
+    {"lo",   1, IFF_UP | IFF_LOOPBACK,                "127.0.0.1"},
+    {"eth0", 2, IFF_UP | IFF_BROADCAST | IFF_RUNNING, "10.1.2.3" },
+    {"eth1", 3, IFF_BROADCAST,                        ""         },
+    {"tun0", 4, IFF_UP | IFF_POINTOPOINT,             "10.9.9.9" },
+    {"eth2", 5, IFF_UP | IFF_BROADCAST,               ""         },
+};
+
+std::string chosen(const std::vector<Interface> &all, const std::vector<std::string> &names)
+{
+    try {
+        std::string result;
+        for (const Interface &interface : chooseInterfaces(all, names))
+            result += interface.name + " ";
+        return result;
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.exitCode(), ExitCode::localNetwork);
+        return failure.error().code;
+    }
+}
+
+TEST(Interfaces, ChosenByNameOrByUse)
+{
+    EXPECT_EQ(chosen(host, {}), "eth0 eth2 ") << "also one without an address and one without a link";
+    EXPECT_EQ(chosen(host, {"eth2", "eth0", "eth2"}), "eth2 eth0 ");
+    EXPECT_EQ(chosen(host, {"eth0", "eth9"}), "interface_not_found");
+    EXPECT_EQ(chosen(host, {"eth1"}), "interface_down");
+    EXPECT_EQ(chosen(host, {"lo"}), "interface_unusable");
+    EXPECT_EQ(chosen(host, {"tun0"}), "interface_unusable");
+    EXPECT_EQ(chosen({host[0]}, {}), "no_interface");
+}
+
+} // namespace
