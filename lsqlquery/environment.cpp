@@ -98,6 +98,7 @@ void closeAlone()
         if (slot.txn)
             mdb_txn_abort(slot.txn);
         slot.txn = nullptr;
+        emptyCache(slot.cache);
     }
     closeStore(g_environment);
 }
@@ -110,6 +111,7 @@ void forgetInChild()
     g_environment.changes.store(0);
     for (Slot &slot : g_slots) {
         slot.txn = nullptr;
+        emptyCache(slot.cache);
         slot.taken.store(false);
         slot.guard.active.store(false);
     }
@@ -165,7 +167,11 @@ int closeUnderLock()
 
 int adoptMapSize()
 {
-    return alone([] { return resizeStore(g_environment); });
+    return alone([] {
+        for (Slot &slot : g_slots)
+            emptyCache(slot.cache);
+        return resizeStore(g_environment);
+    });
 }
 
 int beginSlotTxn(Slot &slot)

@@ -12,6 +12,8 @@
 #ifndef LSQLQUERY_ENVIRONMENT_H
 #define LSQLQUERY_ENVIRONMENT_H
 
+#include "lsqlquery/cache.h"
+
 #include <lmdb.h>
 #include <pthread.h>
 #include <setjmp.h>
@@ -33,6 +35,7 @@ struct alignas(64) Slot {
     std::atomic<bool> taken;
     MDB_txn *txn; // null before the first use
     Guard guard;
+    Cache cache; // of this slot's transactions; emptied when the environment is closed or its map moves
 };
 
 struct Environment {

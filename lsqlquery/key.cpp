@@ -44,6 +44,7 @@ bool buildKey(Key &key, const lsqlstore_field &name, Extent extent)
         key.lastSize = partSize;
     }
     key.size = size;
+    memset(key.bytes + size, 0, sizeof(size_t));
     return true;
 }
 

@@ -27,8 +27,8 @@ constexpr size_t VALUE_MAX = size_t{1} << 20; // bytes, the NUL included
 
 struct Key {
     size_t size;
-    size_t lastSize; // bytes of the last part, its NUL included
-    char bytes[KEY_MAX];
+    size_t lastSize;                      // bytes of the last part, its NUL included
+    char bytes[KEY_MAX + sizeof(size_t)]; // zeros follow the key, up to a whole word
 };
 
 // How much of a key to build: all of it, or the prefix that neighbours share.

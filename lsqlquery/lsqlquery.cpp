@@ -58,11 +58,17 @@ int searchValue(Slot &slot, const lsqlstore_field &name, MDB_val &value)
 
 int readValue(Slot &slot, const lsqlstore_field &name, Key &key, MDB_val &value)
 {
+    followTxn(slot.cache, mdb_txn_id(slot.txn));
+    CachedValue &cached = cacheEntry(slot.cache, key);
+    if (findCached(slot.cache, cached, key, value)) [[likely]]
+        return 0;
     const int rc = guarded(slot.guard, [&] {
         MDB_val bytes = view(key);
         return mdb_get(slot.txn, g_environment.mainTable, &bytes, &value);
     });
-    if (rc == MDB_NOTFOUND && name.qualifier_field)
+    if (rc == 0)
+        cacheValue(slot.cache, cached, key, value);
+    else if (rc == MDB_NOTFOUND && name.qualifier_field)
         return searchValue(slot, name, value);
     return rc;
 }
