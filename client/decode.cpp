@@ -71,13 +71,7 @@ Record dateTime(const char (&field)[size])
     if (digits.size() != 14 || digits.find_first_not_of("0123456789") != digits.npos)
         return validUtf8(digits);
     std::string out(digits);
-    for (const auto &[position, mark] : {
-             std::pair{12, ':'},
-             {10, ':'},
-             {8,  'T'},
-             {6,  '-'},
-             {4,  '-'}
-    })
+    for (const auto &[position, mark] : {std::pair{12, ':'}, {10, ':'}, {8, 'T'}, {6, '-'}, {4, '-'}})
         out.insert(static_cast<std::size_t>(position), 1, mark);
     return out;
 }

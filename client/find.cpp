@@ -50,36 +50,36 @@ Error noDevice(const std::vector<Interface> &interfaces, Clock::duration elapsed
                 std::to_string(VXP_REPLY_PORT) + " in this host's firewall"};
 }
 
-ExitCode find(const Query &query, const Options &options, Writer &writer, const Log &log)
+void show(const Survey &survey, Writer &writer, const Log &log)
 {
-    const Interrupt interrupt;
-    const auto interfaces = chooseInterfaces(listInterfaces(), options.interfaces);
-    Survey survey(query, interfaces, log);
-    const auto start = Clock::now();
-    const std::chrono::duration<double> total(options.timeout);
-    const bool complete = survey.run(std::chrono::duration_cast<Clock::duration>(total), options.tries, interrupt);
-    const auto elapsed = Clock::now() - start;
-
-    const auto devices = survey.devices();
-    for (const Record &device : devices)
+    for (const Record &device : survey.devices())
         writer.device(device);
-    const auto sendErrors = survey.sendErrors();
-    for (const Error &error : sendErrors)
+    for (const Error &error : survey.sendErrors())
         writer.error(error);
     if (const std::string noise = survey.noise(); !noise.empty())
         log(noise);
+}
+
+ExitCode find(const Query &query, const Options &options, Writer &writer, const Log &log)
+{
+    const auto interfaces = chooseInterfaces(listInterfaces(), options.interfaces);
+    Survey survey(query, interfaces, log);
+    const auto start = Clock::now();
+    const bool complete = survey.run(duration(options.timeout), options.tries);
+    const auto elapsed = Clock::now() - start;
+    show(survey, writer, log);
 
     if (!complete) {
         writer.error({"interrupted", "interrupted after " + seconds(elapsed) + ": devices may be missing", ""});
         return ExitCode::interrupted;
     }
-    if (sendErrors.size() == interfaces.size())
+    if (survey.sendErrors().size() == interfaces.size())
         return ExitCode::localNetwork;
-    if (devices.empty()) {
+    if (survey.devices().empty()) {
         writer.error(noDevice(interfaces, elapsed));
         return ExitCode::noDevice;
     }
-    writer.note(summary(devices, elapsed));
+    writer.note(summary(survey.devices(), elapsed));
     return ExitCode::done;
 }
 
@@ -101,42 +101,36 @@ Options defaults()
 
 Command discoverCommand()
 {
-    return {
-        {"discover",
-         {{"NAME", "name"},
-          {"MODEL", "model"},
-          {"ADDRESS", "ip"},
-          {"MAC", "mac"},
-          {"VERSION", "version"},
-          {"DHCP", "dhcp"},
-          {"INTERFACE", "interfaces"}}},
-        "Find the devices on this host's network segments",
-        "Asks every device on every network segment of this host to describe itself, also devices whose address "
-        "belongs "
-        "to another network.",
-        defaults(),
-        findBy<VXP_OP_DISCOVER, DiscoverReply>
-    };
+    return {{"discover",
+             {{"NAME", "name"},
+              {"MODEL", "model"},
+              {"ADDRESS", "ip"},
+              {"MAC", "mac"},
+              {"VERSION", "version"},
+              {"DHCP", "dhcp"},
+              {"INTERFACE", "interfaces"}}},
+            "Find the devices on this host's network segments",
+            "Asks every device on this host's network segments to describe itself. Devices whose address\n"
+            "belongs to another network answer too.",
+            defaults(),
+            findBy<VXP_OP_DISCOVER, DiscoverReply>};
 }
 
 Command neighborsCommand()
 {
-    return {
-        {"neighbors",
-         {{"NAME", "name"},
-          {"PRODUCT", "product"},
-          {"CATEGORY", "category"},
-          {"ADDRESS", "ip"},
-          {"MAC", "mac"},
-          {"VERSION", "version"},
-          {"INTERFACE", "interfaces"}}},
-        "Ask every device for its neighbour record, the short form of discovery",
-        "Asks every device on every network segment of this host for its neighbour record: less to tell than "
-        "discovery, "
-        "with answers of half the size.",
-        defaults(),
-        findBy<VXP_OP_QUERY_NEIGHBOR, NeighborReply>
-    };
+    return {{"neighbors",
+             {{"NAME", "name"},
+              {"PRODUCT", "product"},
+              {"CATEGORY", "category"},
+              {"ADDRESS", "ip"},
+              {"MAC", "mac"},
+              {"VERSION", "version"},
+              {"INTERFACE", "interfaces"}}},
+            "Ask every device for its neighbour record, the short form of discovery",
+            "Asks every device on this host's network segments for its neighbour record, which tells less than\n"
+            "discovery and has half the size.",
+            defaults(),
+            findBy<VXP_OP_QUERY_NEIGHBOR, NeighborReply>};
 }
 
 } // namespace vxpctl

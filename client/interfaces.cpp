@@ -86,8 +86,12 @@ std::vector<Interface> listInterfaces()
         // A second IPv4 address may carry a label such as "eth0:1": the interface is what stands before the colon.
         const std::string name(p->ifa_name, strcspn(p->ifa_name, ":"));
         auto entry = findByName(all, name);
-        if (entry == all.end())
-            entry = all.insert(all.end(), Interface{name, if_nametoindex(name.c_str()), p->ifa_flags});
+        if (entry == all.end()) {
+            const unsigned index = if_nametoindex(name.c_str());
+            if (!index) // gone meanwhile
+                continue;
+            entry = all.insert(all.end(), Interface{name, index, p->ifa_flags});
+        }
         if (p->ifa_addr && p->ifa_addr->sa_family == AF_INET && entry->ipv4.empty()) {
             sockaddr_in address;
             std::memcpy(&address, p->ifa_addr, sizeof address);

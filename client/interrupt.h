@@ -4,6 +4,8 @@
 
 #include "client/file_descriptor.h"
 
+#include <csignal>
+
 namespace vxpctl
 {
 
@@ -13,9 +15,13 @@ class Interrupt
 {
 public:
     Interrupt();
+    Interrupt(const Interrupt &) = delete;
+    Interrupt &operator=(const Interrupt &) = delete;
+    ~Interrupt();
     int fd() const { return m_fd.get(); }
 
 private:
+    sigset_t m_maskBefore;
     FileDescriptor m_fd;
 };
 

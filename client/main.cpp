@@ -6,20 +6,18 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <fcntl.h>
 #include <iostream>
 #include <list>
 #include <map>
+#include <unistd.h>
 
 namespace
 {
 
 using namespace vxpctl;
 
-const std::map<std::string, Format> formats{
-    {"table", Format::table},
-    {"json",  Format::json },
-    {"jsonl", Format::jsonl}
-};
+const std::map<std::string, Format> formats{{"table", Format::table}, {"json", Format::json}, {"jsonl", Format::jsonl}};
 
 constexpr double longestTimeout = 86400; // seconds
 constexpr double shortestTimeout = 0.1;
@@ -69,8 +67,9 @@ void addOptions(CLI::App &sub, Options &options)
             ->check(CLI::PositiveNumber)
             ->type_name("N");
     }
-    sub.add_option("-o,--output", options.format, "table for people; json or jsonl for programs")
-        ->transform(CLI::CheckedTransformer(formats).description(""))
+    const auto setFormat = [&options](const std::string &name) { options.format = formats.at(name); };
+    sub.add_option_function<std::string>("-o,--output", setFormat, "table for people; json or jsonl for programs")
+        ->check(CLI::IsMember(&formats).description(""))
         ->type_name("FORMAT")
         ->default_str("table");
     sub.add_flag("-v,--verbose", options.verbose, "Tell on standard error what is sent and what is ignored");
@@ -89,11 +88,11 @@ Format formatAsked(int argc, char **argv)
     return Format::table;
 }
 
-ExitCode usageFailure(const std::string &command, const CLI::ParseError &error, Format format)
+ExitCode usageFailure(const std::string &command, const std::string &message, Format format)
 {
     const auto writer = makeWriter(format, {command, {}}, std::cout, std::cerr);
     const std::string program = command == "vxpctl" ? command : "vxpctl " + command;
-    writer->error({"usage", error.what(), "'" + program + " --help' tells how"});
+    writer->error({"usage", message, "'" + program + " --help' tells how"});
     writer->finish();
     return ExitCode::usage;
 }
@@ -103,6 +102,17 @@ struct Entry {
     Options options;
     CLI::App *pSub;
 };
+
+// A stream that was closed before the start would lend its number to the next socket, and what is printed would be
+// sent.
+void reserveStandardStreams()
+{
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/dev/null", O_RDONLY); // printing to it fails, as it should
+    if (fd >= 0)
+        close(fd);
+}
 
 ExitCode run(int argc, char **argv)
 {
@@ -129,9 +139,12 @@ ExitCode run(int argc, char **argv)
         app.exit(request);
         return ExitCode::done;
     } catch (const CLI::ParseError &error) {
-        const auto entry = chosen();
-        return usageFailure(entry == entries.end() ? "vxpctl" : entry->command.view.command, error,
-                            formatAsked(argc, argv));
+        const Format format = formatAsked(argc, argv);
+        if (const auto entry = chosen(); entry != entries.end())
+            return usageFailure(entry->command.view.command, error.what(), format);
+        const auto unknown = app.remaining();
+        return usageFailure(
+            "vxpctl", unknown.empty() ? "a command is missing" : "there is no command '" + unknown[0] + "'", format);
     }
     const auto entry = chosen();
     return runCommand(entry->command, entry->options, std::cout, std::cerr);
@@ -141,5 +154,15 @@ ExitCode run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    return static_cast<int>(run(argc, argv));
+    reserveStandardStreams();
+    std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+    try {
+        const ExitCode code = run(argc, argv);
+        std::cout.flush();
+        return static_cast<int>(code);
+    } catch (const std::ios::failure &) {
+        std::cout.exceptions(std::ios::goodbit); // std::cerr flushes it
+        std::cerr << "vxpctl: cannot write to standard output\n  hint: is it closed, or its disk full?\n";
+        return static_cast<int>(ExitCode::failure);
+    }
 }

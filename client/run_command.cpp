@@ -3,6 +3,8 @@
 
 #include "client/failure.h"
 
+#include <ios>
+
 namespace vxpctl
 {
 namespace
@@ -15,6 +17,8 @@ ExitCode runGuarded(const Command &command, const Options &options, Writer &writ
     } catch (const Failure &failure) {
         writer.error(failure.error());
         return failure.exitCode();
+    } catch (const std::ios_base::failure &) { // nothing more can be shown
+        throw;
     } catch (const std::exception &failure) {
         writer.error({"failure", std::string("unexpected: ") + failure.what(), "run it again with -v and report it"});
         return ExitCode::failure;
@@ -29,10 +33,7 @@ ExitCode runCommand(const Command &command, const Options &options, std::ostream
     const auto writer = makeWriter(options.format, command.view, out, err);
     const ExitCode code = runGuarded(command, options, *writer, log);
     writer->finish();
-    if (out.flush())
-        return code;
-    err << "vxpctl: cannot write the result to standard output\n  hint: is the disk full?\n";
-    return ExitCode::failure;
+    return code;
 }
 
 } // namespace vxpctl

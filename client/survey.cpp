@@ -44,8 +44,9 @@ Survey::Survey(const Query &query, const std::vector<Interface> &interfaces, con
     }
 }
 
-bool Survey::run(Clock::duration total, int tries, const Interrupt &interrupt)
+bool Survey::run(Clock::duration total, int tries)
 {
+    const Interrupt interrupt;
     const auto start = Clock::now();
     for (const auto offset : sendTimes(total, tries)) {
         if (!gather(start + offset, interrupt))

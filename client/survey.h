@@ -35,7 +35,7 @@ public:
     Survey(const Query &query, const std::vector<Interface> &interfaces, const Log &log);
 
     // Ask and gather until the time is up: nobody knows how many devices there are. False when the user interrupts.
-    bool run(Clock::duration total, int tries, const Interrupt &interrupt);
+    bool run(Clock::duration total, int tries);
 
     // A record for each device, sorted by name, then by MAC address. "interfaces" are those on which it was heard.
     std::vector<Record> devices() const;

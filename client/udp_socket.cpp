@@ -105,10 +105,7 @@ int UdpSocket::broadcast(Bytes bytes, std::uint16_t port, unsigned index) const
 Wake UdpSocket::wait(std::optional<Clock::time_point> deadline, const Interrupt &interrupt) const
 {
     using namespace std::chrono;
-    pollfd watched[] = {
-        {m_fd.get(),     POLLIN, 0},
-        {interrupt.fd(), POLLIN, 0}
-    };
+    pollfd watched[] = {{m_fd.get(), POLLIN, 0}, {interrupt.fd(), POLLIN, 0}};
     for (;;) {
         timespec left{};
         if (deadline) {

@@ -17,6 +17,11 @@ namespace vxpctl
 
 using Clock = std::chrono::steady_clock;
 
+inline Clock::duration duration(double seconds)
+{
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
 struct Datagram {
     Bytes bytes;        // valid until the next receive; cut at 4096 bytes
     std::string sender; // IPv4 address

@@ -42,8 +42,7 @@ public:
     {
         std::optional<Clock::time_point> deadline;
         if (m_options.timeout > 0)
-            deadline = Clock::now() +
-                       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_options.timeout));
+            deadline = Clock::now() + duration(m_options.timeout);
         while (!m_options.count || m_seen < m_options.count) {
             switch (m_socket.wait(deadline, m_interrupt)) {
             case Wake::interrupted:
@@ -116,21 +115,19 @@ ExitCode watch(const Options &options, Writer &writer, const Log &log)
 
 Command watchCommand()
 {
-    return {
-        {"watch",
-         {{"SEEN", "seen", 25},
-          {"NAME", "name", 16},
-          {"PRODUCT", "product", 12},
-          {"ADDRESS", "ip", 15},
-          {"MAC", "mac", 17},
-          {"VERSION", "version", 10},
-          {"INTERFACE", "interfaces"}},
-         true},
-        "Show devices as they announce themselves",
-        "Shows each announcement as it comes in. Sends nothing.",
-        Options{   },
-        watch
-    };
+    return {{"watch",
+             {{"SEEN", "seen", 25},
+              {"NAME", "name", 16},
+              {"PRODUCT", "product", 12},
+              {"ADDRESS", "ip", 15},
+              {"MAC", "mac", 17},
+              {"VERSION", "version", 10},
+              {"INTERFACE", "interfaces"}},
+             true},
+            "Show devices as they announce themselves",
+            "Shows each announcement as it comes in. Sends nothing.",
+            Options{},
+            watch};
 }
 
 } // namespace vxpctl

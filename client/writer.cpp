@@ -94,10 +94,10 @@ private:
 Record toRecord(const Error &error)
 {
     return {
-        {"code",    error.code                                                   },
-        {"message", validUtf8(error.message)                                     },
-        {"hint",    validUtf8(error.hint)                                        },
-        {"device",  error.device.empty() ? Record(nullptr) : Record(error.device)},
+        {"code", error.code},
+        {"message", validUtf8(error.message)},
+        {"hint", validUtf8(error.hint)},
+        {"device", error.device.empty() ? Record(nullptr) : Record(error.device)},
     };
 }
 
@@ -139,11 +139,7 @@ public:
 private:
     void line(const char *pKind, const Record &content)
     {
-        const Record object{
-            {"schema",  schemaName},
-            {"command", m_command },
-            {pKind,     content   }
-        };
+        const Record object{{"schema", schemaName}, {"command", m_command}, {pKind, content}};
         m_out << ascii(object, -1) << std::endl;
     }
 

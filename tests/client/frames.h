@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Datagrams as devices send them, byte by byte and by offset, so that the client's own records are not tested
-// against themselves.
+// against themselves. A device's MAC and IPv4 address end in the first letter of its name: "Hall" is 02:11:22:33:44:48
+// and 10.1.2.72.
 #ifndef VXP_TESTS_CLIENT_FRAMES_H
 #define VXP_TESTS_CLIENT_FRAMES_H
 
@@ -12,61 +13,46 @@
 
 using Frame = std::vector<std::uint8_t>;
 
-constexpr std::size_t headerSize = 22;
-
+// offset counts from the start of the body.
 inline void put(Frame &frame, std::size_t offset, const std::string &bytes)
 {
-    std::copy(bytes.begin(), bytes.end(), frame.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::copy(bytes.begin(), bytes.end(), frame.begin() + static_cast<std::ptrdiff_t>(22 + offset));
 }
 
-inline Frame header(Frame first, std::size_t bodySize)
+inline Frame device(Frame header, std::size_t bodySize, std::size_t nameAt, std::size_t macAt, std::size_t ipAt,
+                    const std::string &name)
 {
-    first.resize(headerSize + bodySize);
-    first[18] = 2;
-    first[20] = static_cast<std::uint8_t>(bodySize);
-    first[21] = static_cast<std::uint8_t>(bodySize >> 8);
-    return first;
+    header.resize(22 + bodySize);
+    put(header, nameAt, name);
+    put(header, macAt, "\x02\x11\x22\x33\x44" + name.substr(0, 1));
+    put(header, ipAt, "\x0A\x01\x02" + name.substr(0, 1));
+    return header;
 }
 
-// tagLow and tagHigh are bytes 2 and 3 of the request; last is the last byte of the MAC and of the IPv4 address.
-inline Frame discoverReply(std::uint8_t tagLow, std::uint8_t tagHigh, std::uint8_t last, const std::string &name)
+inline Frame discoverReply(const Frame &request, const std::string &name)
 {
-    Frame frame = header({0xEE, 0xFE, tagLow, tagHigh, 0xA1, 0x00}, 483);
-    const char end = static_cast<char>(last);
-    put(frame, 22 + 128, "EAP-2100");
-    put(frame, 22 + 160, "4.1.0");
-    put(frame, 22 + 198, std::string("\x02\x11\x22\x33\x44") + end);
-    put(frame, 22 + 204, name);
-    put(frame, 22 + 268, std::string("\x0A\x01\x02") + end);
-    frame[22 + 292] = 0xFF;
+    Frame frame = device({0xEE, 0xFE, request[2], request[3], 0xA1, 0x00}, 483, 204, 198, 268, name);
+    put(frame, 128, "EAP-2100");
+    put(frame, 160, "4.1.0");
+    put(frame, 292, "\xFF");
     return frame;
 }
 
-inline Frame neighborReply(std::uint8_t tagLow, std::uint8_t tagHigh, std::uint8_t last, const std::string &name)
+inline Frame neighborReply(const Frame &request, const std::string &name)
 {
-    Frame frame = header({0xEE, 0xFE, tagLow, tagHigh, 0xD0, 0x00}, 231);
-    const char end = static_cast<char>(last);
-    frame[22] = 1;
-    put(frame, 22 + 1, "WLAN-EAP");
-    put(frame, 22 + 65, "AP");
-    put(frame, 22 + 129, std::string("\x02\x11\x22\x33\x44") + end);
-    put(frame, 22 + 135, name);
-    put(frame, 22 + 199, std::string("\x0A\x01\x02") + end);
+    Frame frame = device({0xEE, 0xFE, request[2], request[3], 0xD0, 0x00}, 231, 135, 129, 199, name);
+    put(frame, 0, "\x01WLAN-EAP");
+    put(frame, 65, "AP");
     return frame;
 }
 
-inline Frame announcement(std::uint8_t last, const std::string &name)
+inline Frame announcement(const std::string &name)
 {
-    Frame frame = header({0xFF, 0xFF, 0, 0, 0xA0, 0x00}, 295);
-    const char end = static_cast<char>(last);
-    put(frame, 22 + 0, "WLAN-EAP");
-    put(frame, 22 + 128, std::string("\x02\x11\x22\x33\x44") + end);
-    put(frame, 22 + 166, "S-0001");
-    put(frame, 22 + 198, name);
-    put(frame, 22 + 262, std::string("\x0A\x01\x02") + end);
-    put(frame, 22 + 278, std::string("\xFD\x00", 2));
-    frame[22 + 278 + 15] = 1;
-    frame[22 + 294] = 64;
+    Frame frame = device({0xFF, 0xFF, 0, 0, 0xA0, 0x00}, 295, 198, 128, 262, name);
+    put(frame, 0, "WLAN-EAP");
+    put(frame, 166, "S-0001");
+    put(frame, 278, "\xFD");
+    put(frame, 294, "\x40");
     return frame;
 }
 

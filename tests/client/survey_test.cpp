@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/failure.h"
-#include "client/interfaces.h"
+#include "client/survey.h"
 
 #include <gtest/gtest.h>
 #include <net/if.h>
@@ -9,14 +9,6 @@ using namespace vxpctl;
 
 namespace
 {
-
-const std::vector<Interface> host{
-    {"lo",   1, IFF_UP | IFF_LOOPBACK,                "127.0.0.1"},
-    {"eth0", 2, IFF_UP | IFF_BROADCAST | IFF_RUNNING, "10.1.2.3" },
-    {"eth1", 3, IFF_BROADCAST,                        ""         },
-    {"tun0", 4, IFF_UP | IFF_POINTOPOINT,             "10.9.9.9" },
-    {"eth2", 5, IFF_UP | IFF_BROADCAST,               ""         },
-};
 
 std::string chosen(const std::vector<Interface> &all, const std::vector<std::string> &names)
 {
@@ -31,8 +23,15 @@ std::string chosen(const std::vector<Interface> &all, const std::vector<std::str
     }
 }
 
-TEST(Interfaces, ChosenByNameOrByUse)
+TEST(Survey, InterfacesAreChosenByNameOrByUse)
 {
+    const std::vector<Interface> host{
+        {"lo", 1, IFF_UP | IFF_LOOPBACK, "127.0.0.1"},
+        {"eth0", 2, IFF_UP | IFF_BROADCAST | IFF_RUNNING, "10.1.2.3"},
+        {"eth1", 3, IFF_BROADCAST, ""},
+        {"tun0", 4, IFF_UP | IFF_POINTOPOINT, "10.9.9.9"},
+        {"eth2", 5, IFF_UP | IFF_BROADCAST, ""},
+    };
     EXPECT_EQ(chosen(host, {}), "eth0 eth2 ") << "also one without an address and one without a link";
     EXPECT_EQ(chosen(host, {"eth2", "eth0", "eth2"}), "eth2 eth0 ");
     EXPECT_EQ(chosen(host, {"eth0", "eth9"}), "interface_not_found");
@@ -40,6 +39,13 @@ TEST(Interfaces, ChosenByNameOrByUse)
     EXPECT_EQ(chosen(host, {"lo"}), "interface_unusable");
     EXPECT_EQ(chosen(host, {"tun0"}), "interface_unusable");
     EXPECT_EQ(chosen({host[0]}, {}), "no_interface");
+}
+
+TEST(Survey, TriesSpreadOverTheTimeWithGrowingGaps)
+{
+    using namespace std::chrono_literals;
+    EXPECT_EQ(sendTimes(8125ms, 4), (std::vector<Clock::duration>{0ms, 1000ms, 2500ms, 4750ms}));
+    EXPECT_EQ(sendTimes(3s, 1), (std::vector<Clock::duration>{0ms}));
 }
 
 } // namespace

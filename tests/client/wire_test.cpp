@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/decode.h"
+#include "client/protocol.h"
+
+#include "frames.h"
+
+#include <gtest/gtest.h>
+
+using namespace vxpctl;
+
+namespace
+{
+
+const Frame request{0xFD, 0xFD, 0x34, 0x12, 0xA1, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                    0xFF, 0,    0,    0,    0,    0,    0,    2,    0,    0,    0};
+
+Record decode(const BodyFormat &format, const Frame &frame)
+{
+    EXPECT_EQ(frame.size(), 22 + format.size);
+    return format.decode(frame.data() + 22);
+}
+
+TEST(Wire, BroadcastRequestByteByByte)
+{
+    const RequestBytes bytes = makeBroadcastRequest(0x00A1, 0x1234);
+    EXPECT_EQ(Frame(bytes.begin(), bytes.end()), request);
+}
+
+TEST(Wire, OnlyTheAnswerToTheRequestCounts)
+{
+    const struct {
+        const char *pWhat;
+        std::size_t offset;
+        std::uint8_t value;
+        std::size_t size;
+        Verdict verdict;
+    } cases[] = {
+        {"as it should be", 1, 0xFE, 505, Verdict::wanted},
+        {"more than the body", 1, 0xFE, 1400, Verdict::wanted},
+        {"a request", 1, 0xFD, 505, Verdict::otherKind},
+        {"another tag, low byte", 2, 0x35, 505, Verdict::otherRequest},
+        {"another tag, high byte", 3, 0x13, 505, Verdict::otherRequest},
+        {"another operation", 4, 0xD0, 505, Verdict::otherRequest},
+        {"not supported", 16, 0x03, 505, Verdict::refused},
+        {"one byte of the body missing", 1, 0xFE, 504, Verdict::tooShort},
+        {"not even a header", 1, 0xFE, 21, Verdict::tooShort},
+        {"nothing at all", 1, 0xFE, 0, Verdict::tooShort},
+    };
+    for (const auto &c : cases) {
+        Frame frame = discoverReply(request, "Hall");
+        frame[c.offset] = c.value;
+        frame.resize(c.size);
+        EXPECT_EQ(judgeReply(frame, 0x00A1, 0x1234, 483), c.verdict) << c.pWhat;
+    }
+    Frame frame = announcement("Hall");
+    EXPECT_EQ(judgeAnnouncement(frame, 295), Verdict::wanted);
+    EXPECT_EQ(judgeAnnouncement(Bytes(frame).first(316), 295), Verdict::tooShort);
+    EXPECT_EQ(judgeAnnouncement(request, 295), Verdict::otherKind);
+}
+
+TEST(Wire, DiscoveryReplyFieldByField)
+{
+    Frame frame = discoverReply(request, "Hall \xC3\x84");
+    for (const auto &[offset, pBytes] :
+         std::vector<std::pair<std::size_t, const char *>>{{0, "Kestra AP"},
+                                                           {64, "WLAN-EAP"},
+                                                           {192, "\x02"},
+                                                           {194, "\x01\x02\x03\x04"},
+                                                           {272, "\x50"},
+                                                           {275, "\x01"},
+                                                           {276, "\xFF\xFF\xFF"},
+                                                           {280, "\x0A\x01\x02\x01"},
+                                                           {288, "\x08\x08\x04\x04"},
+                                                           {293, "20240229235959"},
+                                                           {311, "\x01"},
+                                                           {312, "AP"},
+                                                           {344, "A1"},
+                                                           {408, "LAN1LAN1"}, // fills its field: no NUL
+                                                           {416, "\xFE\x80"},
+                                                           {432, "\x0A"},
+                                                           {433, "\xFE\x81"},
+                                                           {449, "\xFD"},
+                                                           {481, "\x01"},
+                                                           {482, "\x07"}})
+        put(frame, offset, pBytes);
+    EXPECT_EQ(decode(bodyFormat<DiscoverReply>, frame), Record::parse(R"({
+        "mac": "02:11:22:33:44:48", "ip": "10.1.2.72", "name": "Hall Ä", "product": "WLAN-EAP", "category": "AP",
+        "version": "4.1.0", "alias": "LAN1LAN1", "mask": "255.255.255.0", "ipv6": "fe80::", "brand": "Kestra AP",
+        "model": "EAP-2100", "hardware_version": "A1", "serial": "", "product_type": 2, "hardware_spec": 67305985,
+        "web_port": 80, "dhcp": false, "gateway": "10.1.2.1", "dns_mode": "static", "dns": ["8.8.4.4"],
+        "ipv6_prefix": 10, "ipv6_gateway": "fe81::", "ipv6_dns": ["fd00::"], "ipv6_auto": true,
+        "time": "2024-02-29T23:59:59", "daylight_saving": 1, "alert": 7})"));
+}
+
+TEST(Wire, WhatMeansNothingIsNull)
+{
+    Frame frame(22 + 483);
+    put(frame, 293, "yesterday");
+    for (const std::size_t unknownSwitch : {275, 292, 481})
+        put(frame, unknownSwitch, "\x07");
+    put(frame, 432, "\x40"); // a prefix length without an address
+    const Record record = decode(bodyFormat<DiscoverReply>, frame);
+    for (const char *pName : {"ip", "mask", "gateway", "dhcp", "dns_mode", "ipv6", "ipv6_prefix", "ipv6_auto"})
+        EXPECT_TRUE(record[pName].is_null()) << pName;
+    EXPECT_EQ(record["dns"], Record::array());
+    EXPECT_EQ(record["time"], "yesterday");
+}
+
+TEST(Wire, NeighborReplyAndAnnouncement)
+{
+    EXPECT_EQ(decode(bodyFormat<NeighborReply>, neighborReply(request, "Hall")), Record::parse(R"({
+        "mac": "02:11:22:33:44:48", "ip": "10.1.2.72", "name": "Hall", "product": "WLAN-EAP", "category": "AP",
+        "version": "", "alias": "", "mask": null, "ipv6": null})"));
+    EXPECT_EQ(decode(bodyFormat<AnnouncementBody>, announcement("Hall")), Record::parse(R"({
+        "mac": "02:11:22:33:44:48", "ip": "10.1.2.72", "name": "Hall", "product": "WLAN-EAP", "category": "",
+        "version": "", "alias": "", "mask": null, "ipv6": "fd00::", "hardware_version": "", "serial": "S-0001",
+        "ipv6_prefix": 64})"));
+}
+
+} // namespace
