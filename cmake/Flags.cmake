@@ -16,9 +16,14 @@ target_compile_options(vxp_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion
 target_compile_definitions(vxp_flags INTERFACE _GNU_SOURCE)
 
 if(VXP_SANITIZE)
+    # These two checks need RTTI and the C++ runtime library; only clang++ has the second.
+    set(unfit vptr)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+        set(unfit vptr,function)
+    endif()
     target_compile_options(vxp_flags INTERFACE -fsanitize=${VXP_SANITIZE} -fno-sanitize-recover=all
-        -fno-omit-frame-pointer -fno-sanitize=vptr)
-    target_link_options(vxp_flags INTERFACE -fsanitize=${VXP_SANITIZE} -fno-sanitize=vptr)
+        -fno-omit-frame-pointer -fno-sanitize=${unfit})
+    target_link_options(vxp_flags INTERFACE -fsanitize=${VXP_SANITIZE} -fno-sanitize=${unfit})
 else()
     foreach(flag -fstack-protector-strong -fstack-clash-protection)
         string(MAKE_C_IDENTIFIER "HAVE${flag}" have)
