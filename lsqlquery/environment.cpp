@@ -154,7 +154,7 @@ int openUnlessOpen(bool create)
 bool wasReplaced()
 {
     struct stat file;
-    return !statDataFile(file) || file.st_dev != g_environment.device || file.st_ino != g_environment.inode;
+    return statDataFile(file) != 0 || file.st_dev != g_environment.device || file.st_ino != g_environment.inode;
 }
 
 int closeUnderLock()

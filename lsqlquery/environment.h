@@ -74,6 +74,9 @@ int makeRoom();
 // the file is over, so that the file's own events come too early.
 void announce();
 
+// What LMDB calls an input/output error is a full file system when it could write only a part.
+bool isFileSystemFull();
+
 // Open the store anew if the data file was replaced. True if it was.
 bool adoptReplacedStore();
 

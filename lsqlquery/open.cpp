@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace store
@@ -96,6 +97,9 @@ int openEnv(MDB_env *&env, unsigned flags, MDB_assert_func *onAssertion)
     rc = mdb_env_set_maxdbs(env, 1);
     if (rc == 0)
         rc = mdb_env_open(env, g_folder, MDB_NOTLS | flags, 0600);
+    mdb_filehandle_t fd;
+    if (rc == 0 && mdb_env_get_fd(env, &fd) == 0)
+        fcntl(fd, F_SETFD, FD_CLOEXEC); // LMDB sets it on its other files, but not on the one it lets others see
     if (rc) {
         mdb_env_close(env);
         env = nullptr;
@@ -150,11 +154,13 @@ const char *folder()
     return g_folder;
 }
 
-bool statDataFile(struct stat &file)
+int statDataFile(struct stat &file)
 {
     char path[PATH_MAX];
     dataPath(path);
-    return stat(path, &file) == 0 && file.st_size > 0;
+    if (stat(path, &file) != 0)
+        return errno;
+    return file.st_size > 0 ? 0 : ENOENT;
 }
 
 int openStore(Environment &environment, bool create, MDB_assert_func *onAssertion)
@@ -166,16 +172,18 @@ int openStore(Environment &environment, bool create, MDB_assert_func *onAssertio
     if (mapSize == 0)
         return CAUSE_MAP_SIZE;
     struct stat file;
-    if (statDataFile(file))
+    rc = statDataFile(file);
+    const bool isNew = rc == ENOENT;
+    if (isNew)
+        rc = create ? 0 : CAUSE_NO_STORE;
+    else if (rc == 0)
         rc = checkHeader();
-    else if (!create)
-        rc = CAUSE_NO_STORE;
     if (rc)
         return rc;
 
     environment.readOnly = false;
     rc = openEnv(environment.env, 0, onAssertion);
-    if (rc == EROFS && statDataFile(file)) {
+    if (rc == EROFS && !isNew) {
         environment.readOnly = true;
         rc = openEnv(environment.env, MDB_RDONLY, onAssertion);
     }
@@ -224,6 +232,12 @@ int coverMap(const Environment &environment)
         return EIO;
     const off_t size = static_cast<off_t>(environment.mapSize);
     return file.st_size >= size || ftruncate(fd, size) == 0 ? 0 : errno;
+}
+
+bool isFileSystemFull()
+{
+    struct statvfs space;
+    return statvfs(g_folder, &space) == 0 && space.f_bavail * space.f_frsize < 65536;
 }
 
 void announce()

@@ -30,8 +30,8 @@ int openChangesTable(Environment &environment);
 // ends before its last page was cut short, and no page that LMDB may touch lies beyond the end of the file (SIGBUS).
 int coverMap(const Environment &environment);
 
-// False if there is no data file, or an empty one.
-bool statDataFile(struct stat &file);
+// ENOENT if there is no data file, or an empty one.
+int statDataFile(struct stat &file);
 
 } // namespace store
 

@@ -195,6 +195,8 @@ int writeBatch(Batch &batch)
     rc = transact(batch);
     if (rc == MDB_MAP_FULL && makeRoom() == 0)
         rc = transact(batch);
+    if (rc == EIO && isFileSystemFull())
+        rc = ENOSPC;
     endWriting();
     return rc;
 }
@@ -209,9 +211,8 @@ int lsqlstore_write(const lsqlstore_field *fields, size_t count, unsigned flags,
     int outcome = store::checkBatch(batch);
     if (outcome == LSQLSTORE_OK)
         if (const int cause = store::writeBatch(batch)) {
-            const bool isOne = batch.at < count;
-            outcome = store::failed(isOne ? store::verbOf(fields[batch.at]) : "write",
-                                    isOne ? fields + batch.at : nullptr, cause);
+            const lsqlstore_field *const field = batch.at < count ? fields + batch.at : count == 1 ? fields : nullptr;
+            outcome = store::failed(field ? store::verbOf(*field) : "write", field, cause);
         }
     free(batch.sorted);
     if (outcome && failed)

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the store's functions promise about values, names, rows and transactions.
+#include "tests/store/store_fixture.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+using testing::HasSubstr;
+
+namespace
+{
+
+using Api = StoreTest;
+
+const Name MODEL = {"system", nullptr, "model"};
+
+TEST_F(Api, KeepsEveryByteOfAValue)
+{
+    const std::vector<std::string> values = {"",
+                                             "plain",
+                                             "two\nlines\n",
+                                             " \"quoted\" \\ # = / ",
+                                             "\xc3\xa9\xe2\x82\xac",
+                                             "\xff\x80 not UTF-8 \x01\x7f",
+                                             std::string(65536, 'x'),
+                                             std::string(1048575, 'y')};
+    for (const std::string &value : values) {
+        ASSERT_EQ(0, set(MODEL, value)) << lastText();
+        EXPECT_EQ(value, get(MODEL));
+        EXPECT_EQ(0, lsqlstore_close()); // what was acknowledged is in the file
+        EXPECT_EQ(value, get(MODEL));
+        EXPECT_EQ(value, get(MODEL)) << "read again, from where it was found";
+    }
+    EXPECT_EQ(LSQLSTORE_INVALID, set(MODEL, std::string(1048576, 'z')));
+    EXPECT_THAT(lastText(), HasSubstr("1048575 bytes"));
+    EXPECT_EQ(values.back(), get(MODEL));
+}
+
+TEST_F(Api, RefusesUnusableNamesInEveryCall)
+{
+    const std::string part(200, 'n');
+    const std::string longest(506 - 400, 'f');
+    const std::string tooLong(507 - 400, 'f');
+    struct {
+        Name name;
+        const char *problem;
+    } const cases[] = {
+        {{nullptr, nullptr, "f"},                       "object is null"         },
+        {{"", nullptr, "f"},                            "object is null or empty"},
+        {{"a/b", nullptr, "f"},                         "'/'"                    },
+        {{"o", "", "f"},                                "instance is empty"      },
+        {{"o", "i", ""},                                "field is null or empty" },
+        {{"o", "i", "f", "", "v"},                      "qualifier"              },
+        {{"o", "i", "f", "q=", "v"},                    "'='"                    },
+        {{part.c_str(), part.c_str(), tooLong.c_str()}, "506 bytes"              },
+    };
+    for (const auto &[name, problem] : cases) {
+        EXPECT_EQ(LSQLSTORE_INVALID, set(name, "v")) << problem;
+        EXPECT_THAT(lastText(), HasSubstr(problem));
+        EXPECT_EQ(LSQLSTORE_INVALID, unset(name)) << problem;
+        EXPECT_EQ(std::nullopt, get(name)) << problem;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dataFile())) << "a refused write makes no store";
+    const Name allowed = {part.c_str(), part.c_str(), longest.c_str()};
+    EXPECT_EQ(0, set(allowed, "v"));
+    EXPECT_EQ("v", get(allowed));
+    EXPECT_EQ(nullptr, lsqlquery_get_pv("o", nullptr, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, lastCode());
+    EXPECT_EQ(nullptr, lsqlquery_get_pv_q1("o", nullptr, "f", "q", nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, lastCode());
+}
+
+TEST_F(Api, RecordsMayBeNullOrForeign)
+{
+    lsqlquery_destroy_pv(nullptr);
+    EXPECT_EQ(nullptr, lsqlquery_new_pv_solo(nullptr, "v"));
+    EXPECT_EQ(nullptr, lsqlquery_new_pv_solo("f", nullptr));
+    lsqlquery_pv foreign = {const_cast<char *>("f"), const_cast<char *>("v")};
+    lsqlquery_pv half = {const_cast<char *>("f"), nullptr};
+    EXPECT_EQ(0, lsqlquery_set_pv_with_error("o", nullptr, &foreign, nullptr, nullptr));
+    EXPECT_EQ("v", get({"o", nullptr, "f"}));
+    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, &half, nullptr, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, &foreign, &half, nullptr));
+}
+
+TEST_F(Api, TellsRowsApart)
+{
+    EXPECT_EQ(0, set({"vap", nullptr, "vlan-id"}, "none"));
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id"}, "plain"));
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "1"));
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan1"}, "2"));
+    EXPECT_EQ(0, set({"vap", nullptr, "vlan-id", "radio", "wlan0"}, "3"));
+    EXPECT_EQ("none", get({"vap", nullptr, "vlan-id"}));
+    EXPECT_EQ("plain", get({"vap", "ap0", "vlan-id"}));
+    EXPECT_EQ("1", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ("2", get({"vap", "ap0", "vlan-id", "radio", "wlan1"}));
+    EXPECT_EQ("3", get({"vap", nullptr, "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ(std::nullopt, get({"vap", "ap0", "vlan-id", "radio", "wlan2"}));
+    EXPECT_EQ(std::nullopt, get({"vap", "ap0", "ssid", "radio", "wlan0"}));
+    EXPECT_EQ(LSQLSTORE_NOT_FOUND, lastCode());
+}
+
+TEST_F(Api, AQualifiedRowAnswersItsQualifier)
+{
+    const Name qualifier = {"vap", "ap0", "radio", "radio", "wlan0"};
+    EXPECT_EQ(std::nullopt, get(qualifier)) << "no row yet";
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "1"));
+    EXPECT_EQ("wlan0", get(qualifier));
+    EXPECT_EQ(0, set(qualifier, "wlan0"));
+    EXPECT_EQ(LSQLSTORE_INVALID, set(qualifier, "wlan1"));
+    EXPECT_THAT(lastText(), HasSubstr("tells this row from others"));
+    EXPECT_EQ("wlan0", get(qualifier));
+}
+
+TEST_F(Api, AnyRowThatHoldsTheQualifierIsTheRow)
+{
+    EXPECT_EQ(0, set({"vap", "ap0", "radio"}, "wlan0"));
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id"}, "5"));
+    EXPECT_EQ("5", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "6"));
+    EXPECT_EQ("vap/ap0.radio=wlan0\nvap/ap0.vlan-id=6\n", contents());
+    EXPECT_EQ(0, unset({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ(std::nullopt, get({"vap", "ap0", "vlan-id"}));
+
+    // A row written under the qualifier comes before one that merely holds it.
+    const lsqlstore_field own = {"vap", "ap0", "radio", "wlan0", "vlan-id", "7"};
+    EXPECT_EQ(0, lsqlstore_write(&own, 1, LSQLSTORE_EXACT, nullptr, nullptr));
+    EXPECT_EQ("7", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ("7", get({"vap", "ap0", "vlan-id", "vlan-id", "7"})) << "by another field of that row";
+    EXPECT_EQ(std::nullopt, get({"vap", "ap", "vlan-id", "radio", "wlan0"})) << "ap is not ap0";
+}
+
+TEST_F(Api, ReadsWhatOthersWriteAtOnce)
+{
+    ASSERT_EQ(0, set(MODEL, "mine"));
+    EXPECT_EQ("mine", get(MODEL));
+    EXPECT_EQ(0, inChild([] { return set(MODEL, "theirs"); }));
+    EXPECT_EQ("theirs", get(MODEL));
+    EXPECT_EQ(0, inChild([] { return unset(MODEL); }));
+    EXPECT_EQ(std::nullopt, get(MODEL));
+    EXPECT_EQ(LSQLSTORE_NOT_FOUND, unset(MODEL));
+}
+
+TEST_F(Api, ManyFieldsStayApart)
+{
+    // More than a reader remembers the place of, so that some share one.
+    std::vector<std::string> names;
+    std::vector<lsqlstore_field> fields;
+    for (int i = 0; i < 3000; i++)
+        names.push_back("f" + std::to_string(i));
+    for (const std::string &name : names)
+        fields.push_back({"o", nullptr, nullptr, nullptr, name.c_str(), name.c_str()});
+    ASSERT_EQ(0, lsqlstore_write(fields.data(), fields.size(), 0, nullptr, nullptr)) << lastText();
+    for (int pass = 0; pass < 2; pass++)
+        for (const std::string &name : names)
+            ASSERT_EQ(name, get({"o", nullptr, name.c_str()}));
+}
+
+TEST_F(Api, WritesAllOrNothing)
+{
+    ASSERT_EQ(0, set({"o", nullptr, "a"}, "1"));
+    ASSERT_EQ(0, set({"o", "i", "old", "q", "v"}, "1"));
+    const std::string before = contents();
+    std::vector<lsqlstore_field> fields = {
+        {"o", nullptr, nullptr, nullptr, "a",      "2"    },
+        {"o", "i",     nullptr, nullptr, "b",      "2"    },
+        {"o", nullptr, nullptr, nullptr, "absent", nullptr}
+    };
+    size_t at = 0;
+    char *error = nullptr;
+    EXPECT_EQ(LSQLSTORE_NOT_FOUND, lsqlstore_write(fields.data(), 3, 0, &at, &error));
+    EXPECT_EQ(2u, at);
+    EXPECT_THAT(error, HasSubstr("cannot remove o absent: there is no such field"));
+    free(error);
+    EXPECT_EQ(before, contents());
+
+    fields[2] = fields[0];
+    EXPECT_EQ(LSQLSTORE_INVALID, lsqlstore_write(fields.data(), 3, 0, &at, nullptr));
+    EXPECT_EQ(2u, at);
+    EXPECT_THAT(lastText(), HasSubstr("given twice"));
+    EXPECT_EQ(before, contents());
+
+    EXPECT_EQ(0, lsqlstore_write(fields.data(), 2, LSQLSTORE_REPLACE, nullptr, nullptr));
+    EXPECT_EQ("o.a=2\no/i.b=2\n", contents());
+    EXPECT_EQ(0, lsqlstore_write(nullptr, 0, LSQLSTORE_REPLACE, nullptr, nullptr));
+    EXPECT_EQ("", contents());
+}
+
+TEST_F(Api, AWalkSeesOneInstant)
+{
+    for (const char *field : {"a", "b", "c"})
+        ASSERT_EQ(0, set({"o", nullptr, field}, "1"));
+    ASSERT_EQ(0, set({"other", nullptr, "z"}, "1"));
+    const auto visit = [](const lsqlstore_field *field, void *context) {
+        *static_cast<std::string *>(context) += field->field;
+        EXPECT_EQ(0, set({"o", nullptr, "d"}, "new"));
+        EXPECT_EQ("new", get({"o", nullptr, "d"}));
+        return *field->field == 'x' ? -5 : 0;
+    };
+    std::string seen;
+    EXPECT_EQ(0, lsqlstore_walk("o", visit, &seen, nullptr));
+    EXPECT_EQ("abc", seen);
+    ASSERT_EQ(0, set({"o", nullptr, "x"}, "1"));
+    EXPECT_EQ(-5, lsqlstore_walk(nullptr, visit, &seen, nullptr));
+    EXPECT_EQ("abcabcdx", seen);
+}
+
+TEST_F(Api, ChildrenAfterForkHaveTheirOwnStoreAndExecClosesIt)
+{
+    ASSERT_EQ(0, set(MODEL, "1"));
+    EXPECT_EQ("1", get(MODEL));
+    EXPECT_EQ(0, inChild([] {
+                  EXPECT_EQ("1", get(MODEL));
+                  return set(MODEL, "2");
+              }));
+    EXPECT_EQ("2", get(MODEL));
+    EXPECT_EQ(0, set(MODEL, "3"));
+    EXPECT_NE(0, std::system("ls -l /proc/self/fd | grep mdb")) << "a command has the store open";
+}
+
+} // namespace
