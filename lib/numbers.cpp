@@ -2,7 +2,6 @@
 #include "lib/numbers.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -41,32 +40,37 @@ Number wholeNumber(const char *strText, Number (*pConvert)(const char *, char **
     return value;
 }
 
-int digitValue(char ch)
+// 16 or more for what is no digit.
+unsigned digitValue(char ch)
 {
-    if (ch >= '0' && ch <= '9')
-        return ch - '0';
-    if (ch >= 'a' && ch <= 'f')
-        return ch - 'a' + 10;
-    if (ch >= 'A' && ch <= 'F')
-        return ch - 'A' + 10;
-    return 16;
+    const auto uDecimal = static_cast<unsigned>(ch - '0');
+    if (uDecimal < 10)
+        return uDecimal;
+    const auto uLetter = static_cast<unsigned>((ch | 0x20) - 'a');
+    return uLetter < 6 ? uLetter + 10 : 16;
+}
+
+// White space as isspace has it in the C locale.
+bool isBlank(char ch)
+{
+    return ch == ' ' || (ch >= '\t' && ch <= '\r');
 }
 
 // One number of at most uWidth characters, sign included, and the place after it; null when there is none.
-const char *scanNumber(const char *pText, int iBase, size_t uWidth, uint32_t *puValue)
+const char *scanNumber(const char *pText, unsigned uBase, size_t uWidth, uint32_t *puValue)
 {
-    while (isspace(static_cast<unsigned char>(*pText)))
+    while (isBlank(*pText))
         pText++;
-    const char *const pEnd = pText + strnlen(pText, uWidth);
     const bool bNegative = *pText == '-';
-    if (pText < pEnd && (*pText == '-' || *pText == '+'))
+    if (*pText == '-' || *pText == '+') {
         pText++;
-
+        uWidth--;
+    }
     const char *const pDigits = pText;
     uint64_t uValue = 0;
-    for (; pText < pEnd && digitValue(*pText) < iBase; pText++)
+    for (unsigned uDigit; uWidth > 0 && (uDigit = digitValue(*pText)) < uBase; pText++, uWidth--)
         if (uValue <= UINT32_MAX)
-            uValue = uValue * static_cast<unsigned>(iBase) + static_cast<unsigned>(digitValue(*pText));
+            uValue = uValue * uBase + uDigit;
     if (pText == pDigits)
         return nullptr;
     if (uValue > UINT32_MAX)
@@ -93,12 +97,12 @@ int leadingInt(const char *strText)
     return static_cast<int>(std::clamp<long long>(strtoll(strText, nullptr, 10), INT_MIN, INT_MAX));
 }
 
-void scanOctets(const char *strText, char chSeparator, int iBase, size_t uWidth, std::span<uint8_t> out)
+void scanOctets(const char *strText, char chSeparator, unsigned uBase, size_t uWidth, std::span<uint8_t> out)
 {
     memset(out.data(), 0, out.size());
     for (size_t i = 0; i < out.size(); i++) {
         uint32_t uValue;
-        strText = scanNumber(strText, iBase, uWidth, &uValue);
+        strText = scanNumber(strText, uBase, uWidth, &uValue);
         if (!strText)
             return;
         out[i] = static_cast<uint8_t>(uValue);

@@ -21,6 +21,6 @@ int leadingInt(const char *strText);
 // 10 in base 10, and of each number the low 8 bits count ("300" is 44; one beyond 32 bits gives 255). Octets that the
 // text leaves out, and all from the first malformed one on, are 0. It stands in for sscanf, which alone would cost a
 // neighbour reply a tenth of its time.
-void scanOctets(const char *strText, char chSeparator, int iBase, size_t uWidth, std::span<uint8_t> out);
+void scanOctets(const char *strText, char chSeparator, unsigned uBase, size_t uWidth, std::span<uint8_t> out);
 
 #endif

@@ -92,14 +92,14 @@ TEST(Numbers, LeadingIntHasTheLimitsOfA32BitMachine)
 
 // scanOctets stands in for the C library's scanf and has to read whatever that reads.
 template <size_t N>
-void expectAsScanf(const std::string &strText, const char *strFormat, char chSeparator, int iBase, size_t uWidth)
+void expectAsScanf(const std::string &strText, const char *strFormat, char chSeparator, unsigned uBase, size_t uWidth)
 {
     unsigned v[6] = {};
     sscanf(strText.c_str(), strFormat, &v[0], &v[1], &v[2], &v[3], &v[4], &v[5]);
     std::array<uint8_t, N> expected, octets;
     std::transform(v, v + N, expected.begin(), [](unsigned u) { return static_cast<uint8_t>(u); });
     octets.fill(0xEE);
-    scanOctets(strText.c_str(), chSeparator, iBase, uWidth, octets);
+    scanOctets(strText.c_str(), chSeparator, uBase, uWidth, octets);
     EXPECT_EQ(octets, expected) << strText;
 }
 
