@@ -133,19 +133,12 @@ int findChange(MDB_txn *txn, MDB_dbi table, uint64_t &number, MDB_val &entry)
 bool parseChange(const MDB_val &entry, lsqlstore_field &change)
 {
     const char *const start = static_cast<const char *>(entry.mv_data) + ENTRY_HEAD;
-    const char *const end = static_cast<const char *>(entry.mv_data) + entry.mv_size;
-    const char *at = start;
-    for (size_t i = 0; i < KEY_PARTS; i++) {
-        const void *const nul = memchr(at, 0, static_cast<size_t>(end - at));
-        if (!nul)
-            return false;
-        at = static_cast<const char *>(nul) + 1;
-    }
-    const MDB_val key = {static_cast<size_t>(at - start), const_cast<char *>(start)};
-    const MDB_val value = {static_cast<size_t>(end - at), const_cast<char *>(at)};
-    const bool isRemoved = start[-1] == KIND_REMOVED;
-    change.value = isRemoved ? nullptr : valueText(value);
-    return parseKey(key, change) && (isRemoved || change.value);
+    const size_t size = entry.mv_size - ENTRY_HEAD;
+    const size_t keySize = parseTexts(start, size, change);
+    change.value = nullptr;
+    if (keySize && start[-1] == KIND_WRITTEN)
+        change.value = valueText({size - keySize, const_cast<char *>(start + keySize)});
+    return keySize && (change.value || start[-1] == KIND_REMOVED);
 }
 
 } // namespace store

@@ -18,7 +18,7 @@ namespace
 
 constexpr size_t SLOT_COUNT = 16;
 constexpr long SLOT_WAIT_MS = 2000;  // longer than ALONE_WAIT_MS: who waits to be alone gives up first
-constexpr long ALONE_WAIT_MS = 1000; // a read takes microseconds; only a walk can take as long
+constexpr long ALONE_WAIT_MS = 1000; // a read takes microseconds
 
 Slot g_slots[SLOT_COUNT];
 pthread_mutex_t g_writerLock = PTHREAD_MUTEX_INITIALIZER;

@@ -54,8 +54,7 @@ constexpr Cause CAUSES[] = {
     {MDB_TXN_FULL,         LSQLSTORE_FULL,      "this is too much for one transaction",                 "load it in several parts"                      },
     {MDB_READERS_FULL,     LSQLSTORE_READERS,   "too many programs are reading at this moment",
      "end some of the programs that use the store"                                                                                                      },
-    {CAUSE_BUSY,           LSQLSTORE_READERS,   "other threads of this program are still reading",
-     "end their walks through the store first"                                                                                                          },
+    {CAUSE_BUSY,           LSQLSTORE_READERS,   "other threads of this program are still reading",      "try again"                                     },
     {CAUSE_MAP_SIZE,       LSQLSTORE_INVALID,   "LSQLQUERY_MAP_SIZE is not a size",                     "give bytes, such as 16777216 or 16M"           },
     {ENOMEM,               LSQLSTORE_NO_MEMORY, "out of memory",                                        "end other programs or lower LSQLQUERY_MAP_SIZE"},
 };

@@ -48,16 +48,15 @@ bool buildKey(Key &key, const lsqlstore_field &name, Extent extent)
     return true;
 }
 
-bool parseKey(const MDB_val &bytes, lsqlstore_field &name)
+size_t parseTexts(const char *bytes, size_t size, lsqlstore_field &name)
 {
-    const char *at = static_cast<const char *>(bytes.mv_data);
-    const char *const end = at + bytes.mv_size;
+    const char *at = bytes;
     const char *part[KEY_PARTS];
     for (const char *&text : part) {
         text = at;
-        const void *const nul = memchr(at, 0, static_cast<size_t>(end - at));
+        const void *const nul = memchr(at, 0, size - static_cast<size_t>(at - bytes));
         if (!nul)
-            return false;
+            return 0;
         at = static_cast<const char *>(nul) + 1;
     }
     name.object = part[0];
@@ -65,7 +64,12 @@ bool parseKey(const MDB_val &bytes, lsqlstore_field &name)
     name.qualifier_field = orNull(part[2]);
     name.qualifier_value = name.qualifier_field ? part[3] : nullptr;
     name.field = part[4];
-    return at == end;
+    return static_cast<size_t>(at - bytes);
+}
+
+bool parseKey(const MDB_val &bytes, lsqlstore_field &name)
+{
+    return bytes.mv_size && parseTexts(static_cast<const char *>(bytes.mv_data), bytes.mv_size, name) == bytes.mv_size;
 }
 
 const char *valueText(const MDB_val &bytes)

@@ -37,7 +37,10 @@ enum class Extent { object = 1, instance = 2, row = 4, field = 5 };
 // False if the names are longer than a key can be.
 bool buildKey(Key &key, const lsqlstore_field &name, Extent extent = Extent::field);
 
-// The texts point into BYTES; value is left alone. False if these are not the bytes of a key.
+// The size of the key at the beginning of BYTES, 0 if there is none. NAME's texts point into it; value is left alone.
+size_t parseTexts(const char *bytes, size_t size, lsqlstore_field &name);
+
+// The same for all of BYTES. False if these are not the bytes of a key.
 bool parseKey(const MDB_val &bytes, lsqlstore_field &name);
 
 // The value's text, or null if the bytes are not a value: one NUL, at the end.

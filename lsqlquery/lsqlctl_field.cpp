@@ -31,6 +31,16 @@ int writeOne(const lsqlstore_field &field)
     return lsqlstore_write(&field, 1, 0, nullptr, nullptr) == LSQLSTORE_OK ? EXIT_DONE : complain();
 }
 
+int complainOfRead(const lsqlstore_field &field)
+{
+    if (lsqlstore_last_error(nullptr) != LSQLSTORE_NOT_FOUND)
+        return complain();
+    fputs("lsqlctl: there is no field ", stderr);
+    writeName(stderr, field);
+    fputs("; lsqlctl list shows what there is\n", stderr);
+    return EXIT_NO_SUCH_FIELD;
+}
+
 int printField(const lsqlstore_field *field, void *)
 {
     writeField(stdout, *field);
@@ -129,7 +139,7 @@ int runGet(int argc, char **argv)
                                                                          field.qualifier_field, field.qualifier_value)
                                                    : lsqlquery_get_pv(field.object, field.instance, field.field);
     if (!pv)
-        return complain();
+        return complainOfRead(field);
     puts(pv->value);
     lsqlquery_destroy_pv(pv);
     return finishOutput();

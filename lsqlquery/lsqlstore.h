@@ -73,10 +73,12 @@ enum {
 int lsqlstore_write(const lsqlstore_field *fields, size_t count, unsigned flags, size_t *failed, char **error);
 
 /** @brief What lsqlstore_walk() calls for each field; all texts live until it returns. Non-zero ends the walk.
- * It may read the store, and may write to it; the walk does not see that. */
+ * It may take its time, read the store and write to it; the walk does not see that. */
 typedef int lsqlstore_visit(const lsqlstore_field *field, void *context);
 
 /** @brief Visit all fields as they were at one instant, rows together, sorted by name.
+ *
+ * The fields are copied first, so that memory for all of them is needed and no visitor keeps writers from old space.
  *
  * @param[in] object Only this object's fields; null for all.
  * @param[in] visit What to call. Not null.
@@ -102,7 +104,7 @@ int lsqlstore_last_error(const char **text);
 void lsqlstore_set_report(void (*report)(const char *line));
 
 /** @brief Close the store's files. The next call opens them again, with the environment variables as they are then.
- * @return 0, or #LSQLSTORE_READERS if other threads were reading for more than a second: then nothing was closed.
+ * @return 0, or #LSQLSTORE_READERS if another thread did not end its read within a second: then nothing was closed.
  */
 int lsqlstore_close(void);
 

@@ -3,62 +3,85 @@
 #include "lsqlquery/failure.h"
 #include "lsqlquery/key.h"
 
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+
 namespace store
 {
 
 namespace
 {
 
-struct Walk {
-    Slot *slot;
-    MDB_cursor *cursor;
-    Key prefix;
-    lsqlstore_visit *visit;
-    void *context;
-    int ended; // what the visitor returned
+// All fields as they were at one instant: keys and values as they are stored, one behind the other. Copied before the
+// first is visited: a visitor may take its time, and LMDB cannot use a page again as long as someone reads.
+struct Snapshot {
+    char *bytes;
+    size_t size;
+    size_t room;
 };
 
-// The next field: zero, MDB_NOTFOUND behind the last one, or a cause.
-int step(Walk &walk, MDB_cursor_op operation, lsqlstore_field &field)
+int add(Snapshot &all, const MDB_val &bytes)
 {
-    MDB_val key = view(walk.prefix);
-    MDB_val value;
-    do {
-        const int rc = guarded(walk.slot->guard, [&] { return mdb_cursor_get(walk.cursor, &key, &value, operation); });
-        if (rc)
-            return rc;
-        if (!hasPrefix(key, walk.prefix))
-            return MDB_NOTFOUND;
-        operation = MDB_NEXT;
-    } while (!parseKey(key, field)); // the one key that belongs to LMDB
-    field.value = valueText(value);
-    return field.value ? 0 : MDB_CORRUPTED;
+    if (bytes.mv_size > all.room - all.size) {
+        const size_t room = 2 * all.room + bytes.mv_size + 4096;
+        char *const grown = static_cast<char *>(realloc(all.bytes, room));
+        if (!grown)
+            return ENOMEM;
+        all.bytes = grown;
+        all.room = room;
+    }
+    memcpy(all.bytes + all.size, bytes.mv_data, bytes.mv_size);
+    all.size += bytes.mv_size;
+    return 0;
 }
 
-int walkAll(Walk &walk)
+int copyFields(MDB_cursor *cursor, const Key &prefix, Snapshot &all)
 {
-    lsqlstore_field field;
-    int rc = step(walk, walk.prefix.size ? MDB_SET_RANGE : MDB_FIRST, field);
-    for (; rc == 0; rc = step(walk, MDB_NEXT, field)) {
-        walk.ended = walk.visit(&field, walk.context);
-        if (walk.ended)
-            return 0;
+    Key first = prefix;
+    MDB_val key = view(first);
+    MDB_val value;
+    int rc = mdb_cursor_get(cursor, &key, &value, prefix.size ? MDB_SET_RANGE : MDB_FIRST);
+    for (; rc == 0 && hasPrefix(key, prefix); rc = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) {
+        lsqlstore_field name;
+        if (!parseKey(key, name))
+            continue; // the one key that belongs to LMDB
+        const char *const text = valueText(value);
+        if (!text || strlen(text) + 1 != value.mv_size)
+            return MDB_CORRUPTED;
+        if ((rc = add(all, key)) != 0 || (rc = add(all, value)) != 0)
+            return rc;
     }
     return rc == MDB_NOTFOUND ? 0 : rc;
 }
 
-int walkStore(Walk &walk)
+int takeSnapshot(const Key &prefix, Snapshot &all)
 {
-    int rc = beginRead(walk.slot);
+    Slot *slot;
+    int rc = beginRead(slot);
     if (rc)
         return rc;
-    rc = mdb_cursor_open(walk.slot->txn, g_environment.mainTable, &walk.cursor);
+    MDB_cursor *cursor;
+    rc = mdb_cursor_open(slot->txn, g_environment.mainTable, &cursor);
     if (rc == 0) {
-        rc = walkAll(walk);
-        mdb_cursor_close(walk.cursor);
+        rc = guarded(slot->guard, [&] { return copyFields(cursor, prefix, all); });
+        mdb_cursor_close(cursor);
     }
-    endRead(walk.slot);
+    endRead(slot);
     return rc;
+}
+
+int visitAll(const Snapshot &all, lsqlstore_visit *visit, void *context)
+{
+    int ended = 0;
+    for (size_t at = 0; at < all.size && ended == 0;) {
+        lsqlstore_field field;
+        const size_t keySize = parseTexts(all.bytes + at, all.size - at, field);
+        field.value = all.bytes + at + keySize;
+        at += keySize + strlen(field.value) + 1;
+        ended = visit(&field, context);
+    }
+    return ended;
 }
 
 } // namespace
@@ -68,14 +91,20 @@ int walkStore(Walk &walk)
 int lsqlstore_walk(const char *object, lsqlstore_visit *visit, void *context, char **error)
 {
     const lsqlstore_field name = {object, nullptr, nullptr, nullptr, nullptr, nullptr};
-    store::Walk walk = {nullptr, nullptr, {}, visit, context, 0};
     if (!visit)
         return store::tell(error, store::refused("read", &name, "there is no function to visit the fields"));
-    if (object && !store::buildKey(walk.prefix, name, store::Extent::object))
+    store::Key prefix = {};
+    if (object && !store::buildKey(prefix, name, store::Extent::object))
         return store::tell(error, store::refused("read", nullptr, "the object's name is longer than 506 bytes"));
-    const int cause = store::walkStore(walk);
-    if (cause)
-        return store::tell(error, store::failed("read", object ? &name : nullptr, cause));
-    store::tell(error, LSQLSTORE_OK);
-    return walk.ended;
+    store::Snapshot all = {};
+    const int cause = store::takeSnapshot(prefix, all);
+    int ended = 0;
+    if (cause) {
+        ended = store::tell(error, store::failed("read", object ? &name : nullptr, cause));
+    } else {
+        store::tell(error, LSQLSTORE_OK);
+        ended = store::visitAll(all, visit, context);
+    }
+    free(all.bytes);
+    return ended;
 }

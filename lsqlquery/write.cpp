@@ -7,12 +7,18 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 namespace store
 {
 
 namespace
 {
+
+// A reader that loses its processor in the middle of a read keeps LMDB from using freed pages again for as long, and
+// fast writers can then reach the end of the map though the store is small. So a full map is looked at again for 0.1 s.
+constexpr int ROOM_ATTEMPTS = 20;
+constexpr timespec ROOM_PAUSE = {0, 5 * 1000000};
 
 // What lsqlstore_write was asked for.
 struct Batch {
@@ -193,8 +199,11 @@ int writeBatch(Batch &batch)
     if (rc)
         return rc;
     rc = transact(batch);
-    if (rc == MDB_MAP_FULL && makeRoom() == 0)
+    for (int i = 0; rc == MDB_MAP_FULL && i < ROOM_ATTEMPTS; i++) {
+        if (makeRoom() != 0)
+            nanosleep(&ROOM_PAUSE, nullptr);
         rc = transact(batch);
+    }
     if (rc == EIO && isFileSystemFull())
         rc = ENOSPC;
     endWriting();

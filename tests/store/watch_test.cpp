@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Changes reach those who watch: each one, in order, at once.
+#include "tests/store/store_fixture.h"
+
+#include <filesystem>
+#include <poll.h>
+
+namespace
+{
+
+class Watch : public StoreTest
+{
+protected:
+    void open()
+    {
+        char *error;
+        m_watch = lsqlstore_watch_open(&error);
+        ASSERT_NE(nullptr, m_watch) << error;
+    }
+
+    void TearDown() override
+    {
+        lsqlstore_watch_close(m_watch);
+        StoreTest::TearDown();
+    }
+
+    // All that is new now, one line per change.
+    std::string changes()
+    {
+        std::string all;
+        lsqlstore_field change;
+        int outcome;
+        while ((outcome = lsqlstore_watch_next(m_watch, &change)) > 0)
+            all += outcome == LSQLSTORE_WATCH_LOST ? "lost\n" : describe(change);
+        return outcome == LSQLSTORE_WATCH_ERROR ? all + "error: " + lastText() : all;
+    }
+
+    bool isReadable(int ms)
+    {
+        pollfd descriptor = {lsqlstore_watch_fd(m_watch), POLLIN, 0};
+        return poll(&descriptor, 1, ms) == 1;
+    }
+
+    // Wait for changes to come, from another process perhaps.
+    std::string nextChanges()
+    {
+        std::string all;
+        EXPECT_TRUE(eventually([&] { return isReadable(0) && !(all = changes()).empty(); }));
+        return all;
+    }
+
+    lsqlstore_watch *m_watch = nullptr;
+};
+
+const Name MODEL = {"system", nullptr, "model"};
+
+TEST_F(Watch, TellsEveryChangeInOrderAlsoOfTheSameValue)
+{
+    ASSERT_EQ(0, set(MODEL, "before"));
+    open();
+    EXPECT_EQ("", changes());
+    const lsqlstore_field batch[] = {
+        {"o",      "i",     "q",     "v",     "f",     "two\nlines"},
+        {"system", nullptr, nullptr, nullptr, "model", nullptr     }
+    };
+    EXPECT_EQ(0, set(MODEL, "1"));
+    EXPECT_EQ(0, set(MODEL, "1"));
+    EXPECT_EQ(0, lsqlstore_write(batch, 2, 0, nullptr, nullptr));
+    EXPECT_EQ(LSQLSTORE_NOT_FOUND, unset(MODEL));
+    EXPECT_EQ("system.model=1\nsystem.model=1\no/i[q=v].f=two\nlines\nsystem.model removed\n", changes());
+    const lsqlstore_field only = {"o", "i", "q", "v", "f", "kept"};
+    EXPECT_EQ(0, set(MODEL, "2"));
+    EXPECT_EQ(0, lsqlstore_write(&only, 1, LSQLSTORE_REPLACE, nullptr, nullptr));
+    EXPECT_EQ("system.model=2\nsystem.model removed\no/i[q=v].f=kept\n", changes());
+}
+
+TEST_F(Watch, WakesWithin50Milliseconds)
+{
+    ASSERT_EQ(0, set(MODEL, "before"));
+    open();
+    for (int i = 0; i < 20; i++) {
+        while (isReadable(30))
+            changes();
+        ASSERT_EQ(0, inChild([] { return set(MODEL, "same"); }));
+        // The child has ended, so that this is the latest moment at which the write was acknowledged.
+        EXPECT_TRUE(isReadable(isEmulated() ? 5000 : 50));
+        EXPECT_EQ("system.model=same\n", nextChanges());
+    }
+    EXPECT_TRUE(eventually([this] { return changes().empty() && !isReadable(30); })) << "it must come to rest";
+}
+
+TEST_F(Watch, SaysWhenChangesWereLost)
+{
+    ASSERT_EQ(0, set(MODEL, "before"));
+    open();
+    for (int i = 0; i <= 1024; i++)
+        ASSERT_EQ(0, set(MODEL, std::to_string(i)));
+    EXPECT_EQ("lost\n", changes());
+    for (int i = 0; i < 1024; i++)
+        ASSERT_EQ(0, set(MODEL, "x"));
+    std::string all;
+    for (int i = 0; i < 1024; i++)
+        all += "system.model=x\n";
+    EXPECT_EQ(all, changes()) << "1,024 changes are kept";
+    for (int i = 0; i < 40; i++)
+        ASSERT_EQ(0, set(MODEL, std::string(65536, 'l')));
+    EXPECT_EQ("lost\n", changes()) << "and no more than 1 MB of them";
+}
+
+TEST_F(Watch, BeginsBeforeThereIsAStore)
+{
+    open();
+    EXPECT_EQ("", changes());
+    ASSERT_EQ(0, inChild([] { return set(MODEL, "first"); }));
+    EXPECT_EQ("system.model=first\n", nextChanges());
+}
+
+TEST_F(Watch, NoticesAnotherStoreInItsPlace)
+{
+    ASSERT_EQ(0, set(MODEL, "before"));
+    open();
+    std::filesystem::remove(dataFile());
+    std::filesystem::remove(m_folder + "/lock.mdb");
+    ASSERT_EQ(0, inChild([] { return set(MODEL, "other"); }));
+    EXPECT_EQ("lost\n", nextChanges());
+    EXPECT_EQ("other", get(MODEL));
+    ASSERT_EQ(0, inChild([] { return set(MODEL, "more"); }));
+    EXPECT_EQ("system.model=more\n", nextChanges());
+}
+
+TEST_F(Watch, NeedsAFolder)
+{
+    open();
+    std::filesystem::remove_all(m_folder);
+    EXPECT_THAT(nextChanges(), testing::HasSubstr("folder does not exist"));
+    EXPECT_EQ(nullptr, lsqlstore_watch_open(nullptr));
+    EXPECT_EQ(LSQLSTORE_NO_FOLDER, lastCode());
+}
+
+} // namespace
