@@ -9,6 +9,7 @@
 #define VXP_TESTS_CLIENT_NETWORK_H
 
 #include "client/file_descriptor.h"
+#include "client/interfaces.h"
 #include "frames.h"
 
 #include <arpa/inet.h>
@@ -150,7 +151,9 @@ protected:
         amongDevices([] {
             shell("ip address add 10.1.2.200/24 dev ap0; ip address add 10.3.4.200/24 dev ap1; "
                   "ip link set ap0 up; ip link set ap1 up");
+            ASSERT_TRUE(eventually(bothHaveLink));
         });
+        ASSERT_TRUE(eventually(bothHaveLink));
     }
     void respond(const std::string &interface, Responder::Answers answers)
     {
@@ -175,6 +178,13 @@ private:
         std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
         std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
         return true;
+    }
+    // The kernel drops what is sent before it has noticed the link.
+    static bool bothHaveLink()
+    {
+        const auto all = vxpctl::listInterfaces();
+        return std::count_if(all.begin(), all.end(),
+                             [](const auto &one) { return one.name != "lo" && one.hasLink(); }) == 2;
     }
     static std::unique_ptr<FileDescriptor> currentNetwork()
     {
