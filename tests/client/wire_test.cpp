@@ -96,7 +96,7 @@ TEST(Wire, WhatMeansNothingIsNull)
 {
     Frame frame(22 + 483);
     put(frame, 293, "yesterday");
-    for (const std::size_t unknownSwitch : {275, 292, 481})
+    for (const std::size_t unknownSwitch : {275U, 292U, 481U})
         put(frame, unknownSwitch, "\x07");
     put(frame, 432, "\x40"); // a prefix length without an address
     const Record record = decode(bodyFormat<DiscoverReply>, frame);
