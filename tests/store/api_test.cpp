@@ -46,14 +46,14 @@ TEST_F(Api, RefusesUnusableNamesInEveryCall)
         Name name;
         const char *problem;
     } const cases[] = {
-        {{nullptr, nullptr, "f"},                       "object is null"         },
-        {{"", nullptr, "f"},                            "object is null or empty"},
-        {{"a/b", nullptr, "f"},                         "'/'"                    },
-        {{"o", "", "f"},                                "instance is empty"      },
-        {{"o", "i", ""},                                "field is null or empty" },
-        {{"o", "i", "f", "", "v"},                      "qualifier"              },
-        {{"o", "i", "f", "q=", "v"},                    "'='"                    },
-        {{part.c_str(), part.c_str(), tooLong.c_str()}, "506 bytes"              },
+        {{nullptr, nullptr, "f"}, "object is null"},
+        {{"", nullptr, "f"}, "object is null or empty"},
+        {{"a/b", nullptr, "f"}, "'/'"},
+        {{"o", "", "f"}, "instance is empty"},
+        {{"o", "i", ""}, "field is null or empty"},
+        {{"o", "i", "f", "", "v"}, "qualifier"},
+        {{"o", "i", "f", "q=", "v"}, "'='"},
+        {{part.c_str(), part.c_str(), tooLong.c_str()}, "506 bytes"},
     };
     for (const auto &[name, problem] : cases) {
         EXPECT_EQ(LSQLSTORE_INVALID, set(name, "v")) << problem;
@@ -163,11 +163,9 @@ TEST_F(Api, WritesAllOrNothing)
     ASSERT_EQ(0, set({"o", nullptr, "a"}, "1"));
     ASSERT_EQ(0, set({"o", "i", "old", "q", "v"}, "1"));
     const std::string before = contents();
-    std::vector<lsqlstore_field> fields = {
-        {"o", nullptr, nullptr, nullptr, "a",      "2"    },
-        {"o", "i",     nullptr, nullptr, "b",      "2"    },
-        {"o", nullptr, nullptr, nullptr, "absent", nullptr}
-    };
+    std::vector<lsqlstore_field> fields = {{"o", nullptr, nullptr, nullptr, "a", "2"},
+                                           {"o", "i", nullptr, nullptr, "b", "2"},
+                                           {"o", nullptr, nullptr, nullptr, "absent", nullptr}};
     size_t at = 0;
     char *error = nullptr;
     EXPECT_EQ(LSQLSTORE_NOT_FOUND, lsqlstore_write(fields.data(), 3, 0, &at, &error));

@@ -84,10 +84,9 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
                 const std::string text = std::to_string(i);
                 const std::string filler(static_cast<size_t>(i % 50) * 100, 'f');
                 const lsqlstore_field fields[] = {
-                    {"o", nullptr, nullptr, nullptr, "count",                        text.c_str()  },
-                    {"o", "copy",  nullptr, nullptr, text.c_str() + text.size() - 1, filler.c_str()},
-                    {"o", nullptr, nullptr, nullptr, "copy",                         text.c_str()  }
-                };
+                    {"o", nullptr, nullptr, nullptr, "count", text.c_str()},
+                    {"o", "copy", nullptr, nullptr, text.c_str() + text.size() - 1, filler.c_str()},
+                    {"o", nullptr, nullptr, nullptr, "copy", text.c_str()}};
                 if (lsqlstore_write(fields, 3, 0, nullptr, nullptr)) {
                     fprintf(stderr, "%s\n", lastText().c_str());
                     return 1;
@@ -116,10 +115,8 @@ TEST_F(Concurrency, EveryoneSeesWholeTransactionsAndTheirOwnWrites)
     const auto work = [](const std::string &me) {
         for (int i = 0; i < ROUNDS; i++) {
             const std::string text = me + std::to_string(i);
-            const lsqlstore_field pair[] = {
-                {"pair", nullptr, nullptr, nullptr, "a", text.c_str()},
-                {"pair", nullptr, nullptr, nullptr, "b", text.c_str()}
-            };
+            const lsqlstore_field pair[] = {{"pair", nullptr, nullptr, nullptr, "a", text.c_str()},
+                                            {"pair", nullptr, nullptr, nullptr, "b", text.c_str()}};
             EXPECT_EQ(0, lsqlstore_write(pair, 2, 0, nullptr, nullptr)) << lastText();
             EXPECT_EQ(0, set({"own", nullptr, me.c_str()}, text));
             EXPECT_EQ(text, get({"own", nullptr, me.c_str()}));

@@ -60,10 +60,8 @@ TEST_F(Watch, TellsEveryChangeInOrderAlsoOfTheSameValue)
     ASSERT_EQ(0, set(MODEL, "before"));
     open();
     EXPECT_EQ("", changes());
-    const lsqlstore_field batch[] = {
-        {"o",      "i",     "q",     "v",     "f",     "two\nlines"},
-        {"system", nullptr, nullptr, nullptr, "model", nullptr     }
-    };
+    const lsqlstore_field batch[] = {{"o", "i", "q", "v", "f", "two\nlines"},
+                                     {"system", nullptr, nullptr, nullptr, "model", nullptr}};
     EXPECT_EQ(0, set(MODEL, "1"));
     EXPECT_EQ(0, set(MODEL, "1"));
     EXPECT_EQ(0, lsqlstore_write(batch, 2, 0, nullptr, nullptr));
@@ -75,19 +73,21 @@ TEST_F(Watch, TellsEveryChangeInOrderAlsoOfTheSameValue)
     EXPECT_EQ("system.model=2\nsystem.model removed\no/i[q=v].f=kept\n", changes());
 }
 
-TEST_F(Watch, WakesWithin50Milliseconds)
+TEST_F(Watch, TellsWithin50Milliseconds)
 {
     ASSERT_EQ(0, set(MODEL, "before"));
     open();
     for (int i = 0; i < 20; i++) {
         while (isReadable(30))
-            changes();
-        ASSERT_EQ(0, inChild([] { return set(MODEL, "same"); }));
-        // The child has ended, so that this is the latest moment at which the write was acknowledged.
-        EXPECT_TRUE(isReadable(isEmulated() ? 5000 : 50));
+            EXPECT_EQ("", changes());
+        // The child's end comes after the write was acknowledged, and most of what is measured is the child's life.
+        const auto start = std::chrono::steady_clock::now();
+        const pid_t child = startChild([] { return set(MODEL, "same"); });
         EXPECT_EQ("system.model=same\n", nextChanges());
+        const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
+        EXPECT_LT(taken.count(), isEmulated() ? 5000 : 50);
+        EXPECT_EQ(0, waitFor(child));
     }
-    EXPECT_TRUE(eventually([this] { return changes().empty() && !isReadable(30); })) << "it must come to rest";
 }
 
 TEST_F(Watch, SaysWhenChangesWereLost)
