@@ -4,6 +4,7 @@
 #include "tests/store/store_fixture.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <unistd.h>
@@ -68,8 +69,11 @@ TEST_F(Lsqlctl, AnswersOnTheCommandLine)
 TEST_F(Lsqlctl, OutputThatDoesNotArriveIsAFailure)
 {
     ASSERT_EQ(0, set({"o", nullptr, "f"}, "v"));
-    const std::string command = std::string(LSQLCTL) + " dump > /dev/full 2> " + m_folder + "/err";
-    EXPECT_EQ(1, WEXITSTATUS(std::system(command.c_str())));
+    EXPECT_EQ(1, inChild([] {
+                  dup2(open("/dev/full", O_WRONLY), 1);
+                  dup2(open("/dev/null", O_WRONLY), 2);
+                  return execCtl({"dump"});
+              }));
 }
 
 TEST_F(Lsqlctl, ADumpBringsEverythingBack)
@@ -158,8 +162,7 @@ TEST_F(Lsqlctl, WatchPrintsChangesUntilItIsEnded)
         const pid_t child = startChild([&] {
             if (!freopen(path.c_str(), "w", stdout))
                 return 97;
-            execl(LSQLCTL, "lsqlctl", "watch", nullptr);
-            return 98;
+            return execCtl({"watch"});
         });
         const auto printed = [&path] {
             std::ifstream in(path);

@@ -167,6 +167,22 @@ bool eventually(const std::function<bool()> &condition)
     return true;
 }
 
+int execCtl(const std::vector<std::string> &arguments)
+{
+    std::vector<std::string> words;
+    std::stringstream command(LSQLCTL);
+    for (std::string word; std::getline(command, word, '|');)
+        if (!word.empty())
+            words.push_back(word);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char *> argv;
+    for (std::string &word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    execvp(argv[0], argv.data());
+    return 98;
+}
+
 Finished runCtl(const std::vector<std::string> &arguments, const std::string &input)
 {
     char folder[] = "/tmp/lsqlctl-test-XXXXXX";
@@ -174,15 +190,10 @@ Finished runCtl(const std::vector<std::string> &arguments, const std::string &in
     const std::string base = folder;
     std::ofstream(base + "/in", std::ios::binary) << input;
     const int code = inChild([&] {
-        std::vector<char *> argv = {const_cast<char *>("lsqlctl")};
-        for (const std::string &argument : arguments)
-            argv.push_back(const_cast<char *>(argument.c_str()));
-        argv.push_back(nullptr);
         dup2(open((base + "/in").c_str(), O_RDONLY), 0);
         dup2(open((base + "/out").c_str(), O_WRONLY | O_CREAT, 0600), 1);
         dup2(open((base + "/err").c_str(), O_WRONLY | O_CREAT, 0600), 2);
-        execv(LSQLCTL, argv.data());
-        return 98;
+        return execCtl(arguments);
     });
     Finished finished = {code, readAll(base + "/out"), readAll(base + "/err")};
     std::filesystem::remove_all(base);

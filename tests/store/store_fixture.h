@@ -61,6 +61,9 @@ struct Finished {
     std::string err;
 };
 
+// lsqlctl with ARGUMENTS instead of this process. Descriptors are the caller's; returns only if that fails.
+int execCtl(const std::vector<std::string> &arguments);
+
 Finished runCtl(const std::vector<std::string> &arguments, const std::string &input = "");
 
 class StoreTest : public testing::Test
