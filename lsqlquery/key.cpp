@@ -16,10 +16,8 @@ struct Parts {
 Parts partsOf(const lsqlstore_field &name)
 {
     const auto orEmpty = [](const char *text) { return text ? text : ""; };
-    return {
-        {name.object, orEmpty(name.instance), orEmpty(name.qualifier_field), orEmpty(name.qualifier_value),
-         orEmpty(name.field)}
-    };
+    return {{name.object, orEmpty(name.instance), orEmpty(name.qualifier_field), orEmpty(name.qualifier_value),
+             orEmpty(name.field)}};
 }
 
 const char *orNull(const char *text)

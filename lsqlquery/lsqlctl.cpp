@@ -21,13 +21,13 @@ struct Command {
 };
 
 constexpr Command COMMANDS[] = {
-    {"get",   2, 3, runGet,   "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE]",       "print a value"                      },
-    {"set",   3, 4, runSet,   "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE] VALUE", "write a value"                      },
-    {"unset", 2, 3, runUnset, "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE]",       "remove a field"                     },
-    {"list",  0, 1, runList,  "[OBJECT]",                                      "print all rows, or OBJECT's fields" },
-    {"dump",  0, 0, runDump,  "",                                              "print the whole store as text"      },
-    {"load",  1, 2, runLoad,  "[--replace] FILE",                              "write all fields of a dump, or none"},
-    {"watch", 0, 0, runWatch, "",                                              "print changes as they are made"     },
+    {"get", 2, 3, runGet, "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE]", "print a value"},
+    {"set", 3, 4, runSet, "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE] VALUE", "write a value"},
+    {"unset", 2, 3, runUnset, "OBJECT[/INSTANCE] FIELD [QFIELD=QVALUE]", "remove a field"},
+    {"list", 0, 1, runList, "[OBJECT]", "print all rows, or OBJECT's fields"},
+    {"dump", 0, 0, runDump, "", "print the whole store as text"},
+    {"load", 1, 2, runLoad, "[--replace] FILE", "write all fields of a dump, or none"},
+    {"watch", 0, 0, runWatch, "", "print changes as they are made"},
 };
 
 constexpr const char *HELP_TAIL =

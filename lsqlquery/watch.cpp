@@ -123,10 +123,7 @@ void drainEvents(lsqlstore_watch &watch)
     uint64_t expirations;
     if (read(watch.timer, &expirations, sizeof expirations) < 0 && !isWritten)
         return;
-    const itimerspec soon = {
-        {0, 0                            },
-        {0, isWritten ? LOOK_AGAIN_NS : 0}
-    };
+    const itimerspec soon = {{0, 0}, {0, isWritten ? LOOK_AGAIN_NS : 0}};
     timerfd_settime(watch.timer, 0, &soon, nullptr);
 }
 
