@@ -107,6 +107,9 @@ TEST_F(Lsqlctl, ADumpBringsEverythingBack)
     EXPECT_EQ("added.f=stays\n", contents("added"));
     EXPECT_EQ(0, runCtl({"load", "--replace", "-"}, dump.out).code);
     EXPECT_EQ(before, contents());
+    ASSERT_EQ(0, lsqlstore_write(nullptr, 0, LSQLSTORE_REPLACE, nullptr, nullptr));
+    EXPECT_EQ(0, runCtl({"load", "-"}, dump.out).code);
+    EXPECT_EQ(before, contents()) << "into an empty store, where no row stands yet";
     EXPECT_EQ(dump.out, runCtl({"dump"}).out);
 }
 
