@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The half of the driver that deals with processes, sockets and namespaces.
+#include "tests/blackbox/driver.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace
+{
+
+constexpr char BRIDGE[] = "segment";
+const std::string SCRIPTS = VXP_SOURCE_DIR "/script/lib/";
+
+std::string environment(const char *strName, const char *strDefault)
+{
+    const char *const strValue = getenv(strName);
+    return strValue && *strValue ? strValue : strDefault;
+}
+
+int check(int iResult, const char *strWhat)
+{
+    if (iResult == -1)
+        throw std::system_error(errno, std::generic_category(), strWhat);
+    return iResult;
+}
+
+pid_t spawn(const std::string &strCommand)
+{
+    const pid_t iProcess = check(fork(), "fork");
+    if (iProcess == 0) {
+        execl("/bin/sh", "sh", "-c", strCommand.c_str(), nullptr);
+        _exit(127);
+    }
+    return iProcess;
+}
+
+int exitStatus(pid_t iProcess)
+{
+    int iStatus = 0;
+    check(waitpid(iProcess, &iStatus, 0), "waitpid");
+    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
+}
+
+// A value as lsqlctl's load reads it.
+std::string quoted(const std::string &strValue)
+{
+    std::string strQuoted = "\"";
+    for (char ch : strValue) {
+        char strEscaped[8];
+        const auto uByte = static_cast<unsigned char>(ch);
+        snprintf(strEscaped, sizeof strEscaped, isalnum(uByte) ? "%c" : "\\x%02x", uByte);
+        strQuoted += strEscaped;
+    }
+    return strQuoted + "\"";
+}
+
+std::string writeCommands(const Settings &settings)
+{
+    std::string strLoad = "lsqlctl load - <<'END'\n", strUnset;
+    for (const auto &[strName, value] : settings)
+        if (value)
+            strLoad += strName + " " + quoted(*value) + "\n";
+        else
+            strUnset += "lsqlctl unset " + strName + "\n";
+    return strLoad + "END\n" + strUnset;
+}
+
+} // namespace
+
+Result command(const std::string &strCommand)
+{
+    char strFolder[] = "/dev/shm/run-XXXXXX";
+    if (!mkdtemp(strFolder))
+        throw std::system_error(errno, std::generic_category(), "mkdtemp");
+    const std::string strBase = strFolder;
+    const int iStatus = exitStatus(spawn("exec >" + strBase + "/out 2>" + strBase + "/err; " + strCommand));
+    Result result{iStatus, readFile(strBase + "/out"), readFile(strBase + "/err")};
+    std::filesystem::remove_all(strBase);
+    return result;
+}
+
+std::string shell(std::string_view strText)
+{
+    std::string strQuoted = "'";
+    for (char ch : strText)
+        strQuoted += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
+    return strQuoted + "'";
+}
+
+bool isEmulated()
+{
+    return !environment("VXP_EMULATOR", "").empty();
+}
+
+bool isDaemonBigEndian()
+{
+    constexpr size_t EI_DATA = 5;
+    return readFile(environment("VXP_BIN", VXP_BUILD_BIN) + "/vxpd").at(EI_DATA) == 2;
+}
+
+AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolder("/dev/shm/" + strName)
+{
+    std::filesystem::remove_all(m_strFolder); // an earlier one's of this name
+    for (const char *strFolder : {"/etc", "/run", "/tmp"})
+        std::filesystem::create_directories(m_strFolder + strFolder);
+    if (device.bManagerUp)
+        writeFile(m_strFolder + "/run/vxman.pid", "");
+    if (device.savedAddress)
+        writeFile(m_strFolder + "/etc/reserved_IP", *device.savedAddress);
+    writeFile(m_strFolder + "/tmp/start", writeCommands(device.settings) + device.strBefore + "\nexec vxpd " +
+                                              device.strOptions + " " + device.strOutput + "\n");
+
+    std::string strCommand = "exec " + SCRIPTS + "access-point --hold --dir " + m_strFolder + " --attach " + BRIDGE +
+                             " --interface " + device.strInterface +
+                             " --address 192.168.77.10/24 --mac 02:4b:65:73:74:01";
+    strCommand += " --bin " + shell(environment("VXP_BIN", VXP_BUILD_BIN));
+    strCommand +=
+        " --lib " + shell(device.strLibraries.empty() ? environment("VXP_LIB", VXP_BUILD_LIB) : device.strLibraries);
+    if (isEmulated())
+        strCommand += " --emulator " + shell(environment("VXP_EMULATOR", "")) + " --sysroot " +
+                      shell(environment("VXP_SYSROOT", ""));
+    m_iProcess = spawn(strCommand + " -- sh /tmp/start");
+    if (!eventually([this] { return !readFile(m_strFolder + "/pid").empty(); }))
+        throw std::runtime_error("the access point does not start");
+    if (!device.bLinkUp)
+        inNetwork("ip link set " + device.strInterface + " down");
+    writeFile(m_strFolder + "/go", "\n");
+}
+
+AccessPoint::~AccessPoint()
+{
+    const std::string strErr = err();
+    for (const char *strReport : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:"})
+        EXPECT_THAT(strErr, testing::Not(testing::HasSubstr(strReport)));
+    if (m_iProcess == -1)
+        return;
+    int iStatus;
+    EXPECT_EQ(waitpid(m_iProcess, &iStatus, WNOHANG), 0) << "the daemon has ended: " << out() << strErr;
+    kill(m_iProcess, SIGTERM);
+    waitpid(m_iProcess, nullptr, 0);
+}
+
+pid_t AccessPoint::daemon() const
+{
+    const std::string strFirst = std::to_string(std::stoi(readFile(m_strFolder + "/pid")));
+    std::string strChild;
+    eventually([&] { return !(strChild = readFile("/proc/" + strFirst + "/task/" + strFirst + "/children")).empty(); });
+    return std::stoi(strChild);
+}
+
+int AccessPoint::awaitExit()
+{
+    int iStatus = -1;
+    const auto hasEnded = [&] { return waitpid(m_iProcess, &iStatus, WNOHANG) == m_iProcess; };
+    if (!eventually(hasEnded))
+        return -1;
+    m_iProcess = -1;
+    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
+}
+
+Result AccessPoint::run(const std::string &strCommand) const
+{
+    return command("exec " + SCRIPTS + "ap-exec " + m_strFolder + " sh -c " + shell(strCommand));
+}
+
+Result AccessPoint::inNetwork(const std::string &strCommand) const
+{
+    return command("exec nsenter --net=/proc/$(cat " + m_strFolder + "/pid)/ns/net sh -c " + shell(strCommand));
+}
+
+void AccessPoint::store(const Settings &settings) const
+{
+    const Result result = run("set -e\n" + writeCommands(settings));
+    if (result.iStatus != 0)
+        throw std::runtime_error("lsqlctl: " + result.strErr);
+}
+
+std::string AccessPoint::stored(const std::string &strField) const
+{
+    const Result result = run("lsqlctl get " + strField);
+    return result.iStatus == 0 ? result.strOut.substr(0, result.strOut.size() - 1) : "(nothing)";
+}
+
+Socket::Socket(uint16_t uPort) : m_iSocket(check(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"))
+{
+    const int iOn = 1, iSize = 4 << 20;
+    setsockopt(m_iSocket, SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof iOn);
+    setsockopt(m_iSocket, SOL_SOCKET, SO_BROADCAST, &iOn, sizeof iOn);
+    setsockopt(m_iSocket, SOL_SOCKET, SO_RCVBUF, &iSize, sizeof iSize);
+    setsockopt(m_iSocket, SOL_SOCKET, SO_SNDBUF, &iSize, sizeof iSize);
+    check(setsockopt(m_iSocket, SOL_SOCKET, SO_BINDTODEVICE, BRIDGE, sizeof BRIDGE), "SO_BINDTODEVICE");
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(uPort);
+    check(bind(m_iSocket, reinterpret_cast<sockaddr *>(&address), sizeof address), "bind");
+}
+
+Socket::~Socket()
+{
+    close(m_iSocket);
+}
+
+void Socket::send(const Bytes &datagram) const
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(PORT_REQUEST);
+    address.sin_addr.s_addr = htonl(INADDR_BROADCAST);
+    check(static_cast<int>(sendto(m_iSocket, datagram.data(), datagram.size(), 0,
+                                  reinterpret_cast<sockaddr *>(&address), sizeof address)),
+          "sendto");
+}
+
+std::optional<Bytes> Socket::receive(std::chrono::milliseconds limit) const
+{
+    pollfd ready = {m_iSocket, POLLIN, 0};
+    if (check(poll(&ready, 1, static_cast<int>(limit.count())), "poll") == 0)
+        return std::nullopt;
+    Bytes datagram(65536, '\0');
+    datagram.resize(
+        static_cast<size_t>(check(static_cast<int>(recv(m_iSocket, datagram.data(), datagram.size(), 0)), "recv")));
+    return datagram;
+}
+
+Blackbox::Blackbox() = default;
+
+Blackbox::Segment::Segment()
+{
+    const Result result = command(SCRIPTS + "segment create " + BRIDGE + " 192.168.77.1/24");
+    if (result.iStatus != 0)
+        throw std::runtime_error("no segment: " + result.strErr);
+}
+
+AccessPoint &Blackbox::launch(const Device &device)
+{
+    m_devices.push_back(std::make_unique<AccessPoint>("ap" + std::to_string(m_devices.size()), device));
+    return *m_devices.back();
+}
+
+// Run by hand or by CTest, the tests move into namespaces of their own first. Without them they are skipped: exit
+// status 77, after the reason.
+int main(int argc, char *argv[])
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (testing::GTEST_FLAG(list_tests) || getenv("VXP_BLACKBOX_INSIDE"))
+        return RUN_ALL_TESTS();
+    setenv("VXP_BLACKBOX_INSIDE", "1", 1);
+    const std::string strFilter = "--gtest_filter=" + testing::GTEST_FLAG(filter);
+    execl((SCRIPTS + "in-namespaces").c_str(), "in-namespaces", argv[0], strFilter.c_str(), nullptr);
+    perror("in-namespaces");
+    return 1;
+}

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Which requests are answered at all, and which credentials are good.
+#include "tests/blackbox/driver.h"
+
+namespace
+{
+
+using BlackboxRequests = Blackbox;
+
+const Bytes OWN_MAC = hex("02 4b 65 73 74 01"), OWN_IP = hex("c0 a8 4d 0a");
+
+struct Ignored {
+    const char *strCase;
+    Bytes datagram;
+};
+
+const Ignored IGNORED[] = {
+    {"to all with the broadcast address", request(0xA1, 1, {}, hex("ff ff ff ff ff ff  ff ff ff ff"), TO_ALL)},
+    {"to all with this device's address", request(0xA1, 1, {}, hex("ff ff ff ff ff ff  c0 a8 4d 0a"), TO_ALL)},
+    {"to all with this device's MAC", request(0xA1, 1, {}, OWN_MAC + hex("00 00 00 00"), TO_ALL)},
+    {"to all, and to this device by its addresses", request(0xA1, 1, {}, OWN, TO_ALL)},
+    {"set basic info, to all", request(0xA2, 1, CREDENTIALS, ALL, TO_ALL)},
+    {"user verification, to all", request(0xA3, 1, CREDENTIALS, ALL, TO_ALL)},
+    {"network status, to all", request(0xC9, 1, CREDENTIALS, ALL, TO_ALL)},
+    {"reboot, to all", request(0x103, 1, {}, ALL, TO_ALL)},
+    {"unknown operation, to all", request(0x99, 1, {}, ALL, TO_ALL)},
+    {"to one, another address", request(0xA1, 1, {}, OWN_MAC + hex("c0 a8 4d 0b"))},
+    {"to one, another MAC", request(0xA1, 1, {}, hex("02 4b 65 73 74 02") + OWN_IP)},
+    {"to one, addressed to all", request(0xA1, 1, {}, ALL)},
+    {"flag 1", request(0xA1, 1, {}, ALL, hex("01 00"))},
+    {"flag 0x7700", request(0xA1, 1, {}, OWN, hex("00 77"))},
+    {"flag 0x0077", request(0xA1, 1, {}, OWN, hex("77 00"))},
+    {"a reply", hex("ee fe") + request(0xA1, 1).substr(2)},
+    {"an announcement", hex("ff ff") + request(0xA1, 1).substr(2)},
+    {"ID 0", hex("00 00") + request(0xA1, 1).substr(2)},
+    {"cut before the flag", request(0xD0, 1).substr(0, 16)},
+    {"nothing", {}},
+};
+
+TEST_F(BlackboxRequests, Ignored)
+{
+    AccessPoint &device = start();
+    uint16_t uTag = 2;
+    for (const Ignored &is : IGNORED) {
+        SCOPED_TRACE(is.strCase);
+        send(is.datagram);
+        // Datagrams are answered in the order in which they came.
+        EXPECT_EQ(word(ask(request(0xD0, uTag)), 2), uTag);
+        uTag++;
+    }
+    EXPECT_EQ(device.out(), "");
+}
+
+// The store's address decides, also while the interface still has another.
+TEST_F(BlackboxRequests, AddressIsReadForEachRequest)
+{
+    AccessPoint &device = start();
+    device.store({{"management ip", "10.1.2.3"}, {"management mac", "02:00:00:00:00:99"}});
+    send(request(0xD0, 1));
+    const Bytes own = hex("02 00 00 00 00 99  0a 01 02 03");
+    EXPECT_EQ(ask(request(0xD0, 2, {}, own)).substr(0, 16), hex("ee fe  02 00  d0 00") + own);
+    device.store({{"management ip", std::nullopt}, {"management mac", std::nullopt}});
+    EXPECT_EQ(ask(request(0xD0, 3, {}, zeros(10))).substr(0, 16), hex("ee fe  03 00  d0 00") + zeros(10));
+}
+
+// A datagram that stops short counts as zero-extended.
+TEST_F(BlackboxRequests, CutAfterTheFlag)
+{
+    start();
+    EXPECT_EQ(ask(request(0xD0, 1).substr(0, 18)).size(), 253u);
+    EXPECT_EQ(ask(request(0xD0, 2, {}, ALL, TO_ALL).substr(0, 12)).size(), 253u); // address and flag are zero
+}
+
+enum Outcome : uint16_t { ACCEPTED = 0, REFUSED = 2 };
+
+struct Login {
+    const char *strCase;
+    Settings stored; // changes to the settings that accept CREDENTIALS
+    Bytes body;
+    Outcome outcome;
+};
+
+constexpr char PASSWORD[] = "a2VzdHJlbC05";
+
+const Login LOGINS[] = {
+    {"right", {}, CREDENTIALS, ACCEPTED},
+    {"another user's name", {}, text("Z3Vlc3Q=", 64) + text(PASSWORD, 64), ACCEPTED},
+    {"no user name", {}, zeros(64) + text(PASSWORD, 64), ACCEPTED},
+    {"a user name that fills its field", {}, Bytes(64, 'A') + text(PASSWORD, 64), ACCEPTED},
+    {"an unreadable user name", {}, text("@@@ not base64 @@@", 64) + text(PASSWORD, 64), ACCEPTED},
+    {"the datagram ends with the password", {}, CREDENTIALS.substr(0, 64 + 12), ACCEPTED},
+    {"the datagram ends in the password", {}, CREDENTIALS.substr(0, 64 + 8), REFUSED},
+    {"no password", {}, CREDENTIALS.substr(0, 64), REFUSED},
+    {"no credentials", {}, {}, REFUSED},
+    {"wrong password", {}, text("c3lzb3A=", 64) + text("d3Jvbmc=", 64), REFUSED},
+    {"other case", {}, text("c3lzb3A=", 64) + text("S2VzdHJlbC05", 64), REFUSED},
+    {"the password as plain text", {}, text("sysop", 64) + text("kestrel-9", 64), REFUSED},
+    {"an unreadable password", {}, text("c3lzb3A=", 64) + text("a2Vz*HJlbC05", 64), REFUSED},
+    {"a password field without NUL", {}, text("c3lzb3A=", 64) + Bytes(64, 'a') + text(PASSWORD, 64), REFUSED},
+    {"a longer hash", // 63 characters, the most that may be stored
+     {{"system encrypted-password", "$5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99"}},
+     CREDENTIALS,
+     ACCEPTED},
+    {"a password as long as its field", // 48 characters, "0123456789" and so on
+     {{"system encrypted-password", "$1$Kestra77$4okQFnAqnYqIPV3Ae0D.P1"}},
+     text("c3lzb3A=", 64) + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3",
+     ACCEPTED},
+    {"a hash of 64 characters",
+     {{"system encrypted-password", "$5$rounds=1000$abcde$92mMukGutrTY5WUuJ5/fpPm24YN4VexSX2VylkuL9O9"}},
+     CREDENTIALS,
+     REFUSED},
+    {"a hash that would match when cut to 63 characters",
+     {{"system encrypted-password", "$5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99x"}},
+     CREDENTIALS,
+     REFUSED},
+    {"a hash of 106 characters",
+     {{"system encrypted-password",
+       "$6$0123456789abcdef$rhp/QJEu4HWZ.tKaiW.EJzkCoDVYL5IAexdbA5418EALAVmn/G4tBRJV0hvrzomPQhu8bev8puCWclwXTUeBC0"}},
+     CREDENTIALS,
+     REFUSED},
+    {"an unusable hash", {{"system encrypted-password", "*"}}, CREDENTIALS, REFUSED},
+    {"no hash, no password", {{"system encrypted-password", std::nullopt}}, text("c3lzb3A=", 128), REFUSED},
+    {"an empty hash, no password", {{"system encrypted-password", ""}}, text("c3lzb3A=", 128), REFUSED},
+    {"another administrator", {{"system username", "admin"}}, CREDENTIALS, REFUSED},
+    {"other case of the administrator", {{"system username", "Sysop"}}, CREDENTIALS, REFUSED},
+    {"an administrator that begins alike", {{"system username", "sysop2"}}, CREDENTIALS, REFUSED},
+    {"no administrator", {{"system username", std::nullopt}}, CREDENTIALS, REFUSED},
+};
+
+TEST_F(BlackboxRequests, Credentials)
+{
+    AccessPoint &device = start();
+    const Settings usual = {{"system username", "sysop"},
+                            {"system encrypted-password", "$1$Kestra77$u4PGFEpizA2qFlrbpBW/B/"}};
+    bool bUsual = true;
+    for (const Login &login : LOGINS) {
+        SCOPED_TRACE(login.strCase);
+        if (!bUsual)
+            device.store(usual);
+        device.store(login.stored);
+        bUsual = login.stored.empty();
+        const Bytes answer = ask(request(0xA5, 9, login.body));
+        EXPECT_EQ(word(answer, 16), login.outcome);
+        EXPECT_EQ(answer.size(), login.outcome == ACCEPTED ? 28u : 22u);
+    }
+}
+
+} // namespace

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Interfaces and log readers that come and go; what the daemon costs while nothing happens; the announcement's
+// interval.
+#include "tests/blackbox/driver.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
+namespace
+{
+
+using BlackboxSlow = Blackbox;
+
+// How often the daemon has gone to sleep so far, and the clock ticks that it has used.
+struct Usage {
+    std::string strState; // "S" while it sleeps
+    long long iSleeps, iTicks;
+};
+
+Usage usageOf(pid_t iProcess)
+{
+    const std::string strFolder = "/proc/" + std::to_string(iProcess);
+    const std::string strStatus = readFile(strFolder + "/status"), strStat = readFile(strFolder + "/stat");
+    constexpr std::string_view KEY = "\nvoluntary_ctxt_switches:";
+    std::istringstream fields(strStat.substr(strStat.rfind(')') + 1));
+    std::string strState, strSkipped;
+    fields >> strState;
+    for (int i = 4; i < 14; i++) // utime is the 14th field, see proc(5)
+        fields >> strSkipped;
+    long long iUser, iSystem;
+    fields >> iUser >> iSystem;
+    return {strState, std::stoll(strStatus.substr(strStatus.find(KEY) + KEY.size())), iUser + iSystem};
+}
+
+// Measured over a second of wall time, so this one waits.
+void expectIdle(const AccessPoint &device)
+{
+    Usage before;
+    ASSERT_TRUE(eventually([&] { return (before = usageOf(device.daemon())).strState == "S"; }));
+    std::this_thread::sleep_for(1s);
+    const Usage after = usageOf(device.daemon());
+    EXPECT_EQ(after.iSleeps, before.iSleeps);
+    EXPECT_LE(after.iTicks - before.iTicks, 1);
+}
+
+class BlackboxRobustness : public Blackbox
+{
+protected:
+    // The bridge needs a moment for a port that comes up: ask until this holds.
+    bool answers(std::chrono::milliseconds limit) const
+    {
+        send(request(0xD0, 1));
+        return reply(limit).size() == 253;
+    }
+};
+
+TEST_F(BlackboxRobustness, InterfaceDownAndUp)
+{
+    AccessPoint &device = start();
+    for (int i = 0; i < 2; i++) {
+        device.inNetwork("ip link set brtrunk down");
+        EXPECT_FALSE(answers(50ms));
+        expectIdle(device);
+        device.inNetwork("ip link set brtrunk up");
+        EXPECT_TRUE(eventually([&] { return answers(100ms); }));
+    }
+}
+
+// The first announcement cannot be sent.
+TEST_F(BlackboxRobustness, StartsWithTheInterfaceDown)
+{
+    AccessPoint &device = launch({.bLinkUp = false});
+    ASSERT_TRUE(eventually([&] { return !device.inNetwork("ss -Huan sport = :62976").strOut.empty(); }));
+    expectIdle(device);
+    device.inNetwork("ip link set brtrunk up");
+    EXPECT_TRUE(eventually([&] { return answers(100ms); }));
+}
+
+TEST_F(BlackboxRobustness, IdleBetweenAnnouncements)
+{
+    AccessPoint &device = start();
+    EXPECT_FALSE(ask(request(0xD0, 1)).empty());
+    expectIdle(device);
+}
+
+const Bytes UNKNOWN = request(0x99, 6),
+            REFUSAL = hex("ee fe  06 00  99 00  02 4b 65 73 74 01  c0 a8 4d 0a  03 00  02 00  00 00");
+
+// Neither a socket nor the store's files may get the place of a closed descriptor, or what is printed goes there.
+TEST_F(BlackboxRobustness, StandardDescriptorsClosed)
+{
+    AccessPoint &device = start({.strOptions = "-d", .strOutput = "<&- >&- 2>&-"});
+    for (const char *strFile : {"0", "1", "2"}) {
+        const std::string strLink = "/proc/" + std::to_string(device.daemon()) + "/fd/" + strFile;
+        EXPECT_EQ(std::filesystem::read_symlink(strLink), "/dev/null");
+    }
+    EXPECT_TRUE(same(REFUSAL, ask(UNKNOWN)));
+}
+
+TEST_F(BlackboxRobustness, LogReaderGoesAway)
+{
+    const std::string strPipe = "/dev/shm/ap0/tmp/pipe";
+    AccessPoint &device = launch({.strOptions = "-d", .strBefore = "mkfifo /tmp/pipe", .strOutput = ">/tmp/pipe 2>&1"});
+    int iReader = -1;
+    ASSERT_TRUE(eventually([&] { return (iReader = open(strPipe.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) != -1; }));
+    ASSERT_FALSE(announcement().empty()) << device.err();
+    close(iReader);
+    for (int i = 0; i < 3; i++)
+        EXPECT_TRUE(same(REFUSAL, ask(UNKNOWN)));
+}
+
+// Thirty seconds of waiting, whatever is answered in between.
+TEST_F(BlackboxSlow, AnnouncesEvery30Seconds)
+{
+    start();
+    const auto first = std::chrono::steady_clock::now();
+    while (announcement(500ms).empty()) {
+        ASSERT_LT(std::chrono::steady_clock::now() - first, 35s);
+        EXPECT_EQ(ask(request(0xD0, 1)).size(), 253u);
+    }
+    EXPECT_GT(std::chrono::steady_clock::now() - first, 29s);
+}
+
+// The sockets still belong to the interface that has gone; the announcement notices.
+TEST_F(BlackboxSlow, InterfaceComesBackWithAnotherIndex)
+{
+    AccessPoint &device = start();
+    const std::string strIndex = device.inNetwork("ip -o link show brtrunk").strOut.substr(0, 2);
+    const Result result =
+        command("ip link delete ap0 && " VXP_SOURCE_DIR "/script/lib/segment attach segment ap0 $(cat " +
+                device.folder() + "/pid) brtrunk 192.168.77.10/24 02:4b:65:73:74:01");
+    ASSERT_EQ(result.iStatus, 0) << result.strErr;
+    ASSERT_NE(device.inNetwork("ip -o link show brtrunk").strOut.substr(0, 2), strIndex);
+    EXPECT_EQ(announcement(32s).size(), 317u);
+    EXPECT_EQ(ask(request(0xD0, 1)).size(), 253u);
+}
+
+} // namespace

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Command line, waiting for the device manager, sockets, the saved address, the store library.
+#include "tests/blackbox/driver.h"
+
+namespace
+{
+
+using BlackboxStartup = Blackbox;
+
+constexpr char USAGE[] = "main:\n\t-d, --debug: set debug level\n";
+constexpr char NEEDS_VALUE[] = "need value for argument '-f'.\nmain:\n\t-d, --debug: set debug level\n";
+
+struct CommandLine {
+    const char *strOptions;
+    const char *strOut;
+};
+
+const CommandLine COMMAND_LINES[] = {
+    {"-h", USAGE},
+    {"--help", USAGE},
+    {"-x", USAGE},
+    {"--nothing", USAGE},
+    {"-d -h", USAGE},
+    {"--debug=3 -h", USAGE},
+    {"-f", NEEDS_VALUE},
+    {"--folder", NEEDS_VALUE},
+    {"-f /made/by -h", USAGE},
+    {"--folder=/made/too --help", USAGE},
+};
+
+TEST_F(BlackboxStartup, CommandLine)
+{
+    AccessPoint &device = start();
+    for (const CommandLine &line : COMMAND_LINES) {
+        SCOPED_TRACE(line.strOptions);
+        const Result result = device.run(std::string("exec vxpd ") + line.strOptions);
+        EXPECT_EQ(result.iStatus, 0);
+        EXPECT_EQ(result.strOut, line.strOut);
+        EXPECT_EQ(result.strErr, "");
+    }
+    EXPECT_EQ(device.run("test -d /made/by && test -d /made/too").iStatus, 0);
+}
+
+TEST_F(BlackboxStartup, WaitsForTheDeviceManager)
+{
+    AccessPoint &device = launch({.strOptions = "-d", .bManagerUp = false});
+    // The last line before the wait; were there none, sockets and announcement would follow within a few milliseconds.
+    ASSERT_TRUE(eventually([&] { return device.err().find("(le32toh)") != std::string::npos; }));
+    EXPECT_TRUE(announcement(300ms).empty());
+    EXPECT_EQ(device.inNetwork("ss -Huan").strOut, "");
+    writeFile(device.folder() + "/run/vxman.pid", "no number\n");
+    EXPECT_FALSE(announcement().empty());
+    EXPECT_EQ(readFile(device.folder() + "/run/vxman.pid"), "no number\n");
+}
+
+TEST_F(BlackboxStartup, NoInterfaceName)
+{
+    const std::optional<std::string> names[] = {std::nullopt, ""};
+    for (const auto &name : names) {
+        AccessPoint &device = launch({.settings = standardSettings({{"management interface", name}})});
+        EXPECT_EQ(device.awaitExit(), 255);
+        EXPECT_EQ(device.out(), "Get 0 interface name failed.\nout of memory\n");
+    }
+}
+
+TEST_F(BlackboxStartup, PortTaken)
+{
+    const Result second = start().run("exec vxpd");
+    EXPECT_EQ(second.iStatus, 255);
+    EXPECT_EQ(second.strOut, "Bind interface 0 failed.\nout of memory\n");
+}
+
+struct SavedAddress {
+    const char *strCase;
+    Bytes file;
+    std::string strAddress, strMask, strGateway; // as stored
+};
+
+const SavedAddress SAVED_ADDRESSES[] = {
+    {"all three", "10.0.0.5,255.0.0.0,10.0.0.1,", "10.0.0.5", "255.0.0.0", "10.0.0.1"},
+    {"more than three", "10.0.0.5,255.0.0.0,10.0.0.1,10.0.0.2,x", "10.0.0.5", "255.0.0.0", "10.0.0.1"},
+    {"empty", "", "", "", ""},
+    {"without commas", "10.0.0.5", "10.0.0.5", "", ""},
+    {"commas only", ",,,,", "", "", ""},
+    {"empty fields are skipped", ",10.0.0.5,,255.0.0.0", "10.0.0.5", "255.0.0.0", ""},
+    {"31 characters, 32", Bytes(31, 'a') + "," + Bytes(32, 'b'), Bytes(31, 'a'), Bytes(31, 'b'), ""},
+    {"huge", Bytes(3 << 20, '7'), Bytes(31, '7'), "", ""},
+    {"a NUL ends it", "10.0.0.5," + zeros(1) + "255.0.0.0,", "10.0.0.5", "", ""},
+};
+
+TEST_F(BlackboxStartup, SavedAddress)
+{
+    for (const SavedAddress &is : SAVED_ADDRESSES) {
+        SCOPED_TRACE(is.strCase);
+        const Settings settings = standardSettings({{"management dhcp-status", "up"}});
+        AccessPoint device("saved", {.settings = settings, .savedAddress = is.file});
+        ASSERT_FALSE(announcement().empty()) << device.err(); // the address is restored before the loop begins
+        EXPECT_EQ(device.stored("management static-ip"), is.strAddress);
+        EXPECT_EQ(device.stored("management static-mask"), is.strMask);
+        EXPECT_EQ(device.stored("static-ip-route gateway"), is.strGateway);
+        EXPECT_EQ(device.stored("management dhcp-status"), "down");
+        EXPECT_EQ(device.run("test -e /etc/reserved_IP").iStatus, 1);
+        EXPECT_EQ(device.out(), "");
+    }
+}
+
+TEST_F(BlackboxStartup, NoSavedAddress)
+{
+    AccessPoint &device = start({.settings = standardSettings({{"management dhcp-status", "up"}})});
+    EXPECT_EQ(device.stored("management dhcp-status"), "up");
+    EXPECT_EQ(device.stored("management static-ip"), "(nothing)");
+}
+
+// A folder cannot be read like a file.
+TEST_F(BlackboxStartup, UnreadableSavedAddress)
+{
+    AccessPoint &device = launch({.strBefore = "mkdir /etc/reserved_IP"});
+    EXPECT_THAT(device.awaitExit(), testing::AnyOf(2, 3));
+    EXPECT_THAT(device.err(), testing::AnyOf("Memory error", "Reading error"));
+}
+
+// The device's own store library takes our library's place, with no rebuild.
+TEST_F(BlackboxStartup, OtherStoreLibrary)
+{
+    if (isEmulated())
+        GTEST_SKIP() << "the other library is built for this machine, not for the emulated one";
+    start({.settings = {}, .strLibraries = VXP_FIXED_STORE_DIR "/fixed_store"});
+    EXPECT_TRUE(same(text("another store", 64), ask(request(0xD0, 1, {}, ALL, TO_ALL)).substr(157, 64)));
+}
+
+} // namespace
