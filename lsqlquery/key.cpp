@@ -32,9 +32,14 @@ bool buildKey(Key &key, const lsqlstore_field &name, Extent extent)
     const Parts parts = partsOf(name);
     size_t size = 0;
     for (size_t i = 0; i < static_cast<size_t>(extent); i++) {
-        // Every read comes by here: the parts are short, and most of the middle ones absent.
+        // Every read comes by here: the parts are short, and the middle ones mostly absent.
         const char *const text = parts.text[i];
-        const size_t partSize = *text ? strlen(text) + 1 : 1;
+        if (!*text && size < KEY_MAX) {
+            key.bytes[size++] = '\0';
+            key.lastSize = 1;
+            continue;
+        }
+        const size_t partSize = strlen(text) + 1;
         if (partSize > KEY_MAX - size)
             return false;
         memcpy(key.bytes + size, text, partSize);
