@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// bare_responder INTERFACE: what answering costs at the very least. Receives a datagram, broadcasts 253 bytes of which
-// only the request's tag is not constant, and nothing else; linked with the libraries that vxpd is linked with.
+// bare_responder INTERFACE [select]
+//
+// What answering costs at the very least. Receives a datagram, broadcasts 253 bytes of which only the request's tag is
+// not constant, and nothing else; linked with the libraries that vxpd is linked with. With "select" it waits as vxpd
+// has to, who serves several interfaces and announces itself.
 #include "daemon/message.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 
 #include <cstdio>
@@ -32,12 +36,22 @@ int openSocket(const char *strInterface)
     return iSocket;
 }
 
+void waitFor(int iSocket)
+{
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(iSocket, &readable);
+    timeval timeout = {VXP_ANNOUNCE_INTERVAL, 0};
+    select(iSocket + 1, &readable, nullptr, nullptr, &timeout);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (argc != 2)
+    if (argc < 2)
         return 2;
+    const bool bSelect = argc > 2 && strcmp(argv[2], "select") == 0;
     const int iReceive = openSocket(argv[1]);
     const int iSend = openSocket(argv[1]);
     const sockaddr_in own = broadcastAddress(VXP_REQUEST_PORT), reply = broadcastAddress(VXP_REPLY_PORT);
@@ -47,6 +61,8 @@ int main(int argc, char *argv[])
     }
     static uint8_t s_ucRequest[VXP_BUFFER_SIZE], s_ucReply[253] = {0xEE, 0xFE};
     for (;;) {
+        if (bSelect)
+            waitFor(iReceive);
         if (recv(iReceive, s_ucRequest, sizeof s_ucRequest, 0) <= 0)
             continue;
         memcpy(s_ucReply + 2, s_ucRequest + 2, 4);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// wire_bench VXPD_INTERFACE BARE_INTERFACE
+// wire_bench NAME INTERFACE BARE_INTERFACE
 //
-// Neighbour queries to vxpd behind one interface and to bare_responder behind another, in turn, so that both see the
+// Neighbour queries to NAME behind one interface and to bare_responder behind another, in turn, so that both see the
 // same machine: the round trip of one query at a time, and answers per second with 32 outstanding. Medians of the
 // rounds; ratios are medians of the ratios round by round.
 #include "daemon/message.h"
@@ -137,13 +137,13 @@ private:
 };
 
 struct Figures {
-    std::vector<double> vxpd, bare, ratio;
+    std::vector<double> device, bare, ratio;
 
-    void add(double dVxpd, double dBare)
+    void add(double dDevice, double dBare)
     {
-        vxpd.push_back(dVxpd);
+        device.push_back(dDevice);
         bare.push_back(dBare);
-        ratio.push_back(dVxpd / dBare);
+        ratio.push_back(dDevice / dBare);
     }
 };
 
@@ -157,22 +157,22 @@ double median(std::vector<double> values)
 
 int main(int argc, char *argv[])
 {
-    if (argc != 3) {
-        fputs("usage: wire_bench VXPD_INTERFACE BARE_INTERFACE\n", stderr);
+    if (argc != 4) {
+        fputs("usage: wire_bench NAME INTERFACE BARE_INTERFACE\n", stderr);
         return 2;
     }
-    Device vxpd(argv[1]), bare(argv[2]);
-    vxpd.awaitStart();
+    Device device(argv[2]), bare(argv[3]);
+    device.awaitStart();
     bare.awaitStart();
     Figures trip, rate;
     for (int i = 0; i < ROUNDS; i++) {
-        const double dVxpdTrip = vxpd.roundTrip();
-        trip.add(dVxpdTrip, bare.roundTrip());
-        const double dVxpdRate = vxpd.answersPerSecond();
-        rate.add(dVxpdRate, bare.answersPerSecond());
+        const double dDeviceTrip = device.roundTrip();
+        trip.add(dDeviceTrip, bare.roundTrip());
+        const double dDeviceRate = device.answersPerSecond();
+        rate.add(dDeviceRate, bare.answersPerSecond());
     }
-    printf("round-trip vxpd_us=%.2f bare_us=%.2f ratio=%.3f\n", median(trip.vxpd), median(trip.bare),
+    printf("round-trip %s_us=%.2f bare_us=%.2f ratio=%.3f\n", argv[1], median(trip.device), median(trip.bare),
            median(trip.ratio));
-    printf("throughput vxpd_per_s=%.0f bare_per_s=%.0f ratio=%.3f\n", median(rate.vxpd), median(rate.bare),
+    printf("throughput %s_per_s=%.0f bare_per_s=%.0f ratio=%.3f\n", argv[1], median(rate.device), median(rate.bare),
            median(rate.ratio));
 }
