@@ -3,6 +3,7 @@
 
 #include "daemon/request.h"
 #include "lib/base64.h"
+#include "lib/strings.h"
 #include "req_func/bodies.h"
 #include "sys/lsqldb.h"
 
@@ -26,15 +27,6 @@ struct StoredText {
     bool isWhole() const { return strlen(str) <= STORED_MAX; }
 };
 
-// A field that its text fills has no NUL of its own.
-int decodeField(const char (&strField)[64], std::span<char> out)
-{
-    char strText[sizeof strField + 1];
-    memcpy(strText, strField, sizeof strField);
-    strText[sizeof strField] = '\0';
-    return base64_decode(out, strText);
-}
-
 } // namespace
 
 bool checkCredentials(const uint8_t *pBody)
@@ -42,8 +34,8 @@ bool checkCredentials(const uint8_t *pBody)
     Credentials credentials;
     memcpy(&credentials, pBody, sizeof credentials);
     char strPassword[1024];
-    decodeField(credentials.strUser, g_strCurrentUser);
-    decodeField(credentials.strPassword, strPassword);
+    base64_decode(g_strCurrentUser, FieldText(credentials.strUser).str);
+    base64_decode(strPassword, FieldText(credentials.strPassword).str);
     const bool bAccepted = sysCheckUser(g_strCurrentUser, strPassword) == 0;
     explicit_bzero(strPassword, sizeof strPassword);
     return bAccepted;

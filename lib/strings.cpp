@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lib/strings.h"
 
-#include <cstring>
+#include <cstdarg>
+#include <cstdio>
 
 namespace
 {
@@ -59,6 +60,15 @@ char *str_insert_back_slash(const char *strText, const char *strSet)
     return strResult;
 }
 
+char *strsep_ex(char **ppText, const char *strSet)
+{
+    char *strWord;
+    do
+        strWord = strsep(ppText, strSet ? strSet : WHITE_SPACE);
+    while (strWord && !*strWord);
+    return strWord;
+}
+
 void copyText(std::span<char> dst, const char *strText)
 {
     if (dst.empty())
@@ -66,4 +76,12 @@ void copyText(std::span<char> dst, const char *strText)
     const size_t uLen = strnlen(strText, dst.size() - 1);
     memcpy(dst.data(), strText, uLen);
     dst[uLen] = '\0';
+}
+
+void formatText(std::span<char> dst, const char *strFormat, ...)
+{
+    va_list args;
+    va_start(args, strFormat);
+    vsnprintf(dst.data(), dst.size(), strFormat, args);
+    va_end(args);
 }

@@ -4,6 +4,8 @@
 #ifndef VXP_LIB_STRINGS_H
 #define VXP_LIB_STRINGS_H
 
+#include <cstddef>
+#include <cstring>
 #include <span>
 
 // The first character of strText that is not in strSet (default " \t\r\n"); strText itself when null or empty.
@@ -19,7 +21,26 @@ char *strtrim(char *strText, const char *strSet);
 // cut there, never in the middle of an escape. Not for use from two threads.
 char *str_insert_back_slash(const char *strText, const char *strSet);
 
+// The next word of *ppText, which it moves behind it, as strsep does but without empty words; null at the end. Words
+// are separated by characters of strSet (default " \t\n\r").
+char *strsep_ex(char **ppText, const char *strSet);
+
 // Copy strText into dst, cut so that a NUL always fits. An empty dst stays as it is.
 void copyText(std::span<char> dst, const char *strText);
+
+// printf into dst, cut so that a NUL always fits.
+void formatText(std::span<char> dst, const char *strFormat, ...) __attribute__((format(printf, 2, 3)));
+
+// The text of a fixed-width field, which has no NUL of its own when it fills the field.
+template <size_t N>
+struct FieldText {
+    char str[N + 1];
+
+    explicit FieldText(const char (&strField)[N])
+    {
+        memcpy(str, strField, N);
+        str[N] = '\0';
+    }
+};
 
 #endif
