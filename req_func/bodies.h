@@ -110,4 +110,141 @@ static_assert(offsetof(NeighborReply, ucIP6) == 207);
 
 // The supported-function reply (0x00A5) is a list of Le16 operation codes closed by a 0.
 
+// Set basic information (0x00A2).
+struct SetBasicInfoRequest {
+    char strSystemName[64]; //   0
+    uint8_t ucIP[4];        //  64
+    Le16 uWebPort;          //  68  0 or 80
+    uint8_t ucUnused70;     //  70
+    uint8_t ucManualDNS;    //  71  0 = DNS servers come from DHCP, else the two below are set
+    uint8_t ucMask[4];      //  72
+    uint8_t ucGateway[4];   //  76
+    uint8_t ucDNS1[4];      //  80
+    uint8_t ucDNS2[4];      //  84
+    uint8_t ucDHCP;         //  88  0 = static address
+    uint8_t ucIP6[16];      //  89
+    uint8_t ucPrefix6;      // 105
+    uint8_t ucGateway6[16]; // 106
+    uint8_t ucDNS6_1[16];   // 122  not used
+    uint8_t ucDNS6_2[16];   // 138  not used
+    uint8_t uDHCP_Setting6; // 154  0 = manual IPv6, else automatic
+};
+static_assert(sizeof(SetBasicInfoRequest) == 155);
+static_assert(offsetof(SetBasicInfoRequest, ucDHCP) == 88 && offsetof(SetBasicInfoRequest, ucGateway6) == 106);
+
+// Change administrator (0x00A4). Base64 text, without NUL when it fills its field.
+struct ChangeAdminRequest {
+    char strUser[64];     //   0
+    char strPassword[64]; //  64
+};
+static_assert(sizeof(ChangeAdminRequest) == 128);
+
+// Get (0x00AC, the reply) and set (0x00AD, the request) date and time.
+struct DateTimeBody {
+    char strDateTime[16];     //   0  local time, YYYYMMDDhhmmss
+    uint8_t ucTimeZone;       //  16  time-zone code
+    uint8_t ucZero17;         //  17  always 0
+    uint8_t ucDaylightSaving; //  18
+    uint8_t ucNTP;            //  19  network time: 0 = off
+    char strNTP_Server[64];   //  20
+    uint8_t ucReserved[16];   //  84
+};
+static_assert(sizeof(DateTimeBody) == 100);
+
+// Get (0x00A6, the reply) and set (0x00A7, the request, which ends before ucProviderListLen) dynamic DNS.
+struct NetAdvancedBody {
+    uint8_t ucReserved[129];   //   0
+    uint8_t ucFlags;           // 129  DDNS_BIT: enabled
+    uint8_t ucStatus;          // 130  DDNS_BIT: connected
+    uint8_t ucProvider;        // 131  index into the provider list; DDNS_UNCHANGED in a set request
+    char strUser[64];          // 132
+    char strPassword[64];      // 196
+    char strDomain[64];        // 260
+    uint8_t ucProviderListLen; // 324  characters of the list
+    char strProviderList[200]; // 325
+};
+static_assert(sizeof(NetAdvancedBody) == 525);
+static_assert(offsetof(NetAdvancedBody, strUser) == 132 && offsetof(NetAdvancedBody, ucProviderListLen) == 324);
+constexpr uint8_t DDNS_BIT = 0x02;
+constexpr uint8_t DDNS_UNCHANGED = 255;
+
+// One virtual access point of the two multi-SSID operations. Numbers are decimal text.
+struct VAP_Entry {
+    char strSSID[32];    //  0
+    char strVLAN[4];     // 32  VLAN id
+    char strSecurity[4]; // 36  security setting, 0 to 6
+    char strKey[16];     // 40  a longer key runs on into the next entry
+};
+static_assert(sizeof(VAP_Entry) == 56);
+constexpr size_t VAP_COUNT = 8;
+
+// Set multi-SSID (0x00D1).
+struct MultiSSID_Request {
+    uint8_t ucBand;               // 0  ignored
+    uint8_t ucReserved;           // 1  ignored
+    VAP_Entry entries[VAP_COUNT]; // 2
+};
+static_assert(sizeof(MultiSSID_Request) == 450);
+
+// Reply to set (0x00D1: all zero) and get (0x00D8) multi-SSID.
+struct MultiSSID_Reply {
+    uint8_t ucZero[2];            // 0  always 0
+    uint8_t ucBand;               // 2  always 0
+    VAP_Entry entries[VAP_COUNT]; // 3  only the keys are filled
+};
+static_assert(sizeof(MultiSSID_Reply) == 451);
+
+// VLAN configuration (0x00D2). Requests that set an option are refused.
+struct VLAN_Request {
+    char strLeading[32]; //   0  not used
+    Le32 uVLAN;          //  32  VLAN identifier
+    uint8_t ucOption1;   //  36  must be 0
+    char strOption1[64]; //  37  must be empty
+    uint8_t ucOption2;   // 101  must be 0
+    char strOption2[64]; // 102  must be empty
+};
+static_assert(sizeof(VLAN_Request) == 166);
+
+// SNMP configuration (0x00D4).
+struct SNMP_Request {
+    uint8_t ucState;       //  0  0 = off, else on
+    char strReadOnly[32];  //  1  read-only community
+    char strReadWrite[32]; // 33  read-write community
+};
+static_assert(sizeof(SNMP_Request) == 65);
+
+// Head of the request of firmware upgrade (0x0100), configuration backup (0x0101) and restore (0x0102). The rest is
+// there in a start only: the server's address and the file's name.
+struct TransferHead {
+    uint8_t ucSubService;  // 0  SST_...
+    uint8_t ucServerType;  // 1  SERVER_...
+    uint8_t ucAddressType; // 2  ADDRESS_...
+};
+static_assert(sizeof(TransferHead) == 3);
+
+struct TransferStart4 {
+    TransferHead head; //   0
+    uint8_t ucIP[4];   //   3
+    char strFile[128]; //   7
+};
+static_assert(sizeof(TransferStart4) == 135);
+
+struct TransferStart6 {
+    TransferHead head; //   0
+    uint8_t ucIP6[16]; //   3
+    char strFile[128]; //  19
+};
+static_assert(sizeof(TransferStart6) == 147);
+
+struct TransferReply {
+    uint8_t ucSubService; //   0  the request's, also when it is invalid
+    uint8_t ucResult;     //   1  1 = refused or failed; the other codes are the operation's own
+    char strMessage[128]; //   2  why a request is refused; may fill the field
+};
+static_assert(sizeof(TransferReply) == 130);
+
+enum : uint8_t { SST_START = 1, SST_QUERY = 2 };       // ucSubService
+enum : uint8_t { SERVER_TFTP = 1, SERVER_HTTP = 2 };   // ucServerType
+enum : uint8_t { ADDRESS_IPV4 = 1, ADDRESS_IPV6 = 2 }; // ucAddressType
+
 #endif
