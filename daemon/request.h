@@ -17,11 +17,28 @@
 using RequestHandler = uint16_t(const message_t *pMsg, const uint8_t *pBody, message_t *pRetMsg,
                                 uint16_t uRetBufferLen);
 
-RequestHandler funcDiscover;           // 0x00A1
-RequestHandler funcUserVerify;         // 0x00A3
-RequestHandler funcQuerySupportedFunc; // 0x00A5
-RequestHandler funcQueryNetStatus;     // 0x00C9
-RequestHandler funcQueryNeighbor;      // 0x00D0
+RequestHandler funcDiscover;              // 0x00A1
+RequestHandler funcSetBasicInfo;          // 0x00A2
+RequestHandler funcUserVerify;            // 0x00A3
+RequestHandler funcChangeAdmin;           // 0x00A4
+RequestHandler funcQuerySupportedFunc;    // 0x00A5
+RequestHandler funcGetNetAdvSettings;     // 0x00A6
+RequestHandler funcSetNetAdvSettings;     // 0x00A7
+RequestHandler funcFactoryResetWithoutIP; // 0x00AA
+RequestHandler funcFactoryReset;          // 0x00AB
+RequestHandler funcGetDateTime;           // 0x00AC
+RequestHandler funcSetDateTime;           // 0x00AD
+RequestHandler funcCommitSettings;        // 0x00C0
+RequestHandler funcQueryNetStatus;        // 0x00C9
+RequestHandler funcQueryNeighbor;         // 0x00D0
+RequestHandler funcSetMultiSSID_Config;   // 0x00D1
+RequestHandler funcVLAN_Config;           // 0x00D2
+RequestHandler funcSNMP_Config;           // 0x00D4
+RequestHandler funcGetMultiSSID_Config;   // 0x00D8
+RequestHandler funcFirmwareUpgrade;       // 0x0100
+RequestHandler funcConfigBackup;          // 0x0101
+RequestHandler funcConfigUpgrade;         // 0x0102
+RequestHandler funcReboot;                // 0x0103
 
 struct RequestEntry {
     uint16_t uOP_Code;

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "daemon/request.h"
+#include "lib/command.h"
+#include "lib/debug.h"
+#include "lib/strings.h"
+#include "req_func/reply.h"
+#include "req_func/transfer.h"
+#include "sys/lsqldb.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+enum : uint8_t { ACCEPTED = 0, QUERIED = 2 }; // ucResult
+
+// The states of an upgrade. The daemon writes some of the texts; the external tools write the others, and at their end
+// "1" or "2" to ask for a reboot or a shutdown.
+struct ProgressState {
+    const char *strState;
+    const char *strText;
+};
+
+enum { DOWNLOADING = 1, VALIDATING = 3, VALIDATION_FAILED = 4, UPGRADING = 6 };
+
+constexpr ProgressState PROGRESS[7] = {
+    {"inactive", ""},                   // 0
+    {"active", "Downloading file"},     // 1
+    {"failed", "File download failed"}, // 2
+    {"active", "Validating file"},      // 3
+    {"failed", "Validation failed"},    // 4
+    {"success", "Validation success"},  // 5
+    {"active", "Upgrading firmware"},   // 6
+};
+
+// The value read last, which the call after the reply acts on, whatever the request was.
+char s_strProgress[1024] = "";
+
+void readProgress()
+{
+    LSQLdbGetStr("firmware-upgrade", "progress", s_strProgress);
+}
+
+void setProgress(int iState)
+{
+    LSQLdbSetStr("firmware-upgrade", "progress", PROGRESS[iState].strText);
+}
+
+void actOnProgress()
+{
+    if (strcmp(s_strProgress, "1") == 0)
+        LSQLdbReboot();
+    else if (strcmp(s_strProgress, "2") == 0)
+        System("submit SHUTDOWN");
+}
+
+bool _validate_upload(const char *strFile)
+{
+    return passesCheck("/usr/sbin/flash-validate", strFile);
+}
+
+// The upgrader does all, progress included. Its path is relative for IPv6, and that address has no brackets.
+void startTFTP(const TransferServer &server, const ShellName &file)
+{
+    if (server.ucAddressType == ADDRESS_IPV4)
+        System("/splashbin/firmware-upgrade tftp://%s/%s &", server.strIP, file.str);
+    else
+        System("splashbin/firmware-upgrade tftp://%s/%s &", server.strIP6, file.str);
+}
+
+// All but the flashing is done before the reply. An IPv6 server's host part is empty: only the IPv4 text is used.
+void startHTTP(const TransferServer &server, const ShellName &file)
+{
+    setProgress(DOWNLOADING);
+    enterTransferFolder();
+    System("/usr/bin/wget http://%s/%s", server.strIP, file.str);
+    setProgress(VALIDATING);
+    if (!_validate_upload(server.strFile)) {
+        setProgress(VALIDATION_FAILED);
+        return;
+    }
+    setProgress(UPGRADING);
+    char strFlash[128];
+    formatText(strFlash, "/usr/sbin/flash-upgrade %s >/dev/console 2>&1 &", file.str);
+    [[maybe_unused]] int iIgnored = system("killall -2 mDNSResponderPosix");
+    iIgnored = system(strFlash);
+}
+
+void startUpgrade(const uint8_t *pBody, TransferReply &reply)
+{
+    if (s_strProgress[0]) { // any leftover text, "Validation failed" included
+        refuseUnderProcessing(reply, s_strProgress);
+        return;
+    }
+    TransferServer server;
+    if (!readServer(pBody, reply, &server))
+        return;
+    reply.ucResult = ACCEPTED;
+    const ShellName file(server.strFile);
+    if (server.ucServerType == SERVER_TFTP)
+        startTFTP(server, file);
+    else
+        startHTTP(server, file);
+}
+
+} // namespace
+
+uint16_t funcFirmwareUpgrade(const message_t *pMsg, const uint8_t *pBody, message_t *pRetMsg, uint16_t uRetBufferLen)
+{
+    sysDebug("FUNC:%s...\n", __func__);
+    if (!pMsg) {
+        actOnProgress();
+        return 0;
+    }
+    auto &reply = beginTransferReply(pBody, pRetMsg);
+    s_strProgress[0] = '\0';
+    readProgress();
+    switch (reply.ucSubService) {
+    case SST_START:
+        startUpgrade(pBody, reply);
+        break;
+    case SST_QUERY: // the progress text itself is not sent
+        readProgress();
+        reply.ucResult = QUERIED;
+        break;
+    default:
+        refuseSubService(reply);
+    }
+    return finishReply(*pMsg, pRetMsg, sizeof reply, uRetBufferLen, Identity::request, SOURCE_FILE);
+}
