@@ -149,11 +149,12 @@ class Handlers : public StoreTest
 {
 protected:
     alignas(message_t) uint8_t m_ucReply[VXP_BUFFER_SIZE] = {};
+    uint8_t m_ucBody[VXP_BUFFER_SIZE] = {};
     message_t m_request = {VXP_ID_REQUEST, 1, 2, {}, {}, VXP_TO_ONE, 2, 0};
 
     uint16_t call(RequestHandler *pHandler, uint16_t uBufferLen = VXP_BUFFER_SIZE)
     {
-        return pHandler(&m_request, nullptr, reinterpret_cast<message_t *>(m_ucReply), uBufferLen);
+        return pHandler(&m_request, m_ucBody, reinterpret_cast<message_t *>(m_ucReply), uBufferLen);
     }
 };
 
@@ -178,11 +179,12 @@ TEST_F(Handlers, ReadTheStoreInTheOrderOfTheirFields)
                                                    "get management ip", "get management ip"));
 }
 
-TEST_F(Handlers, DoNothingOnTheCallAfterTheReply)
+TEST_F(Handlers, OnlyResetsAndRebootActOnTheCallAfterTheReply)
 {
     for (const RequestEntry *pEntry = g_ReqFunc; pEntry->pHandler; pEntry++)
         EXPECT_EQ(pEntry->pHandler(nullptr, nullptr, nullptr, 0), 0) << pEntry->uOP_Code;
-    EXPECT_THAT(g_fakeStore.log, ElementsAre());
+    EXPECT_THAT(g_fakeStore.log, ElementsAre("get management dhcp-status", "set system factory-reset=yes",
+                                             "set system factory-reset=yes", "set system reboot=yes"));
 }
 
 TEST_F(Handlers, AbortWhenTheReplyDoesNotFit)
@@ -193,4 +195,7 @@ TEST_F(Handlers, AbortWhenTheReplyDoesNotFit)
                  "\"uRetBufferLen>=\\(pRetMsg->uBodyLen\\+sizeof\\(message_t\\)\\)\" failed");
     EXPECT_DEATH(call(funcDiscover, 504), "req_func:[0-9]+: funcDiscover: Assertion");
     EXPECT_DEATH(call(funcUserVerify, 25), "req_func:[0-9]+: funcUserVerify: Assertion");
+    EXPECT_DEATH(call(funcReboot, 37), "req_func:[0-9]+: funcReboot: Assertion");
+    EXPECT_DEATH(call(funcFirmwareUpgrade, 151), "req_func.c:[0-9]+: funcFirmwareUpgrade: Assertion");
+    EXPECT_DEATH(call(funcVLAN_Config, 37), "req_func.c:[0-9]+: funcVLAN_Config: Assertion");
 }
