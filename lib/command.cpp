@@ -47,7 +47,8 @@ void traceFailure(const char *strCommand, int iStatus)
     _exit(0);
 }
 
-// Poll once a second until the child has ended or the limit is exceeded. A limit of 0 allows one second, too.
+// Look once a second until the child has ended or the limit is exceeded. The last look comes after the last second, so
+// that a limit of 0 has time to see a child that ends at once.
 int waitForChild(pid_t iChild, int iTimeout)
 {
     for (int iSeconds = 0;; iSeconds++) {

@@ -21,7 +21,9 @@ uint32_t changePassword(const char *strUser, const char *strPassword)
         return WRONG_USER;
     if (strpbrk(strPassword, "@:-/\\%\"'"))
         return BAD_CHARACTER;
-    System("submit SET_PASSWD '%s' '%s'", strUser, str_insert_back_slash(strPassword, nullptr));
+    char *const strEscaped = str_insert_back_slash(strPassword, nullptr);
+    System("submit SET_PASSWD '%s' '%s'", strUser, strEscaped);
+    explicit_bzero(strEscaped, strlen(strEscaped));
     return CHANGED;
 }
 
@@ -36,5 +38,7 @@ uint16_t funcChangeAdmin(const message_t *pMsg, const uint8_t *pBody, message_t 
     char strUser[1024], strPassword[1024];
     base64_decode(strUser, FieldText(body.strUser).str);
     base64_decode(strPassword, FieldText(body.strPassword).str);
-    return finishStatus(*pMsg, pRetMsg, changePassword(strUser, strPassword), uRetBufferLen);
+    const uint32_t uStatus = changePassword(strUser, strPassword);
+    explicit_bzero(strPassword, sizeof strPassword);
+    return finishStatus(*pMsg, pRetMsg, uStatus, uRetBufferLen);
 }

@@ -81,7 +81,7 @@ void startWorker(const TransferServer &server)
 void startRestore(const uint8_t *pBody, const ConfigStatus &status, TransferReply &reply)
 {
     sysDebug("SST_CONFIG\n");
-    if (!status.is(JOB_NONE)) { // "complete" and "failed" included: a query or a backup clears them
+    if (!status.is(JOB_NONE)) { // "complete", which a query or a backup clears, and "failed", which stays
         refuseUnderProcessing(reply, status.str);
         return;
     }
