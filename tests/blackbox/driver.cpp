@@ -4,10 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <thread>
 
 namespace
 {
@@ -53,20 +49,6 @@ Bytes zeros(size_t uCount)
     return Bytes(uCount, '\0');
 }
 
-Bytes readFile(const std::string &strPath)
-{
-    std::ifstream file(strPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string &strPath, const Bytes &content)
-{
-    std::ofstream file(strPath, std::ios::binary);
-    file << content;
-    if (!file.flush())
-        throw std::runtime_error("cannot write " + strPath);
-}
-
 testing::AssertionResult same(const Bytes &expected, const Bytes &actual)
 {
     if (expected == actual)
@@ -76,17 +58,6 @@ testing::AssertionResult same(const Bytes &expected, const Bytes &actual)
     return testing::AssertionFailure() << "expected " << expected.size() << " bytes, got " << actual.size()
                                        << "; from offset " << uOffset << "\n  expected " << hexRow(expected, uOffset)
                                        << "\n  got      " << hexRow(actual, uOffset);
-}
-
-bool eventually(const std::function<bool()> &holds, std::chrono::milliseconds limit)
-{
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return holds();
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
 }
 
 Bytes request(uint16_t uOperation, uint16_t uTag, const Bytes &body, const Bytes &to, const Bytes &flag)

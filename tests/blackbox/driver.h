@@ -8,19 +8,13 @@
 #ifndef VXP_TESTS_BLACKBOX_DRIVER_H
 #define VXP_TESTS_BLACKBOX_DRIVER_H
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/types.h>
+#include "tests/support/support.h"
 
-#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 using Bytes = std::string; // of a datagram or a file
 using namespace std::chrono_literals;
@@ -29,14 +23,9 @@ using namespace std::chrono_literals;
 Bytes hex(std::string_view strDigits);
 Bytes text(std::string_view strText, size_t uWidth); // padded with NUL, cut at uWidth
 Bytes zeros(size_t uCount);
-Bytes readFile(const std::string &strPath); // empty when it is not there
-void writeFile(const std::string &strPath, const Bytes &content);
 
 // Equal bytes; a failure names the first offset that differs, with what follows there on both sides.
 testing::AssertionResult same(const Bytes &expected, const Bytes &actual);
-
-// Ask again until it holds or the time is over; the last answer.
-bool eventually(const std::function<bool()> &holds, std::chrono::milliseconds limit = 10s);
 
 constexpr uint16_t PORT_REQUEST = 62976, PORT_REPLY = 62992;
 
@@ -56,12 +45,6 @@ const Bytes CREDENTIALS = text("c3lzb3A=", 64) + text("a2VzdHJlbC05", 64);
 // "OBJECT FIELD" and its value, none for a field that is not there.
 using Settings = std::map<std::string, std::optional<std::string>>;
 Settings standardSettings(Settings changes = {});
-
-struct Result {
-    int iStatus; // exit status
-    std::string strOut;
-    std::string strErr;
-};
 
 // How an access point is set up before its daemon starts.
 struct Device {

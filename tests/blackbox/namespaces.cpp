@@ -4,20 +4,15 @@
 #include "tests/blackbox/driver.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <net/if.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <system_error>
 
 namespace
 {
@@ -31,38 +26,13 @@ std::string environment(const char *strName, const char *strDefault)
     return strValue && *strValue ? strValue : strDefault;
 }
 
-int check(int iResult, const char *strWhat)
-{
-    if (iResult == -1)
-        throw std::system_error(errno, std::generic_category(), strWhat);
-    return iResult;
-}
-
-pid_t spawn(const std::string &strCommand)
-{
-    const pid_t iProcess = check(fork(), "fork");
-    if (iProcess == 0) {
-        execl("/bin/sh", "sh", "-c", strCommand.c_str(), nullptr);
-        _exit(127);
-    }
-    return iProcess;
-}
-
-int exitStatus(pid_t iProcess)
-{
-    int iStatus = 0;
-    check(waitpid(iProcess, &iStatus, 0), "waitpid");
-    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
-}
-
 // A value as lsqlctl's load reads it.
 std::string quoted(const std::string &strValue)
 {
     std::string strQuoted = "\"";
     for (char ch : strValue) {
         char strEscaped[8];
-        const auto uByte = static_cast<unsigned char>(ch);
-        snprintf(strEscaped, sizeof strEscaped, isalnum(uByte) ? "%c" : "\\x%02x", uByte);
+        snprintf(strEscaped, sizeof strEscaped, "\\x%02x", static_cast<unsigned char>(ch));
         strQuoted += strEscaped;
     }
     return strQuoted + "\"";
@@ -83,14 +53,7 @@ std::string writeCommands(const Settings &settings)
 
 Result command(const std::string &strCommand)
 {
-    char strFolder[] = "/dev/shm/run-XXXXXX";
-    if (!mkdtemp(strFolder))
-        throw std::system_error(errno, std::generic_category(), "mkdtemp");
-    const std::string strBase = strFolder;
-    const int iStatus = exitStatus(spawn("exec >" + strBase + "/out 2>" + strBase + "/err; " + strCommand));
-    Result result{iStatus, readFile(strBase + "/out"), readFile(strBase + "/err")};
-    std::filesystem::remove_all(strBase);
-    return result;
+    return capture([&] { return execute({"sh", "-c", strCommand}); });
 }
 
 std::string shell(std::string_view strText)
@@ -124,16 +87,15 @@ AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolde
     writeFile(m_strFolder + "/tmp/start", writeCommands(device.settings) + device.strBefore + "\nexec vxpd " +
                                               device.strOptions + " " + device.strOutput + "\n");
 
-    std::string strCommand = "exec " + SCRIPTS + "access-point --hold --dir " + m_strFolder + " --attach " + BRIDGE +
-                             " --interface " + device.strInterface +
-                             " --address 192.168.77.10/24 --mac 02:4b:65:73:74:01";
-    strCommand += " --bin " + shell(environment("VXP_BIN", VXP_BUILD_BIN));
-    strCommand +=
-        " --lib " + shell(device.strLibraries.empty() ? environment("VXP_LIB", VXP_BUILD_LIB) : device.strLibraries);
+    std::vector<std::string> words = {SCRIPTS + "access-point", "--hold", "--dir", m_strFolder, "--attach", BRIDGE};
+    const std::string strLibraries = environment("VXP_LIB", VXP_BUILD_LIB);
+    words.insert(words.end(), {"--interface", device.strInterface, "--address", "192.168.77.10/24"});
+    words.insert(words.end(), {"--mac", "02:4b:65:73:74:01", "--bin", environment("VXP_BIN", VXP_BUILD_BIN)});
+    words.insert(words.end(), {"--lib", device.strLibraries.empty() ? strLibraries : device.strLibraries});
     if (isEmulated())
-        strCommand += " --emulator " + shell(environment("VXP_EMULATOR", "")) + " --sysroot " +
-                      shell(environment("VXP_SYSROOT", ""));
-    m_iProcess = spawn(strCommand + " -- sh /tmp/start");
+        words.insert(words.end(), {"--emulator", getenv("VXP_EMULATOR"), "--sysroot", environment("VXP_SYSROOT", "")});
+    words.insert(words.end(), {"--", "sh", "/tmp/start"});
+    m_iProcess = startChild([&] { return execute(words); });
     if (!eventually([this] { return !readFile(m_strFolder + "/pid").empty(); }))
         throw std::runtime_error("the access point does not start");
     if (!device.bLinkUp)
@@ -165,21 +127,21 @@ pid_t AccessPoint::daemon() const
 int AccessPoint::awaitExit()
 {
     int iStatus = -1;
-    const auto hasEnded = [&] { return waitpid(m_iProcess, &iStatus, WNOHANG) == m_iProcess; };
-    if (!eventually(hasEnded))
+    if (!eventually([&] { return waitpid(m_iProcess, &iStatus, WNOHANG) == m_iProcess; }))
         return -1;
     m_iProcess = -1;
-    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
+    return statusOf(iStatus);
 }
 
 Result AccessPoint::run(const std::string &strCommand) const
 {
-    return command("exec " + SCRIPTS + "ap-exec " + m_strFolder + " sh -c " + shell(strCommand));
+    return capture([&] { return execute({SCRIPTS + "ap-exec", m_strFolder, "sh", "-c", strCommand}); });
 }
 
 Result AccessPoint::inNetwork(const std::string &strCommand) const
 {
-    return command("exec nsenter --net=/proc/$(cat " + m_strFolder + "/pid)/ns/net sh -c " + shell(strCommand));
+    const std::string strFirst = std::to_string(std::stoi(readFile(m_strFolder + "/pid")));
+    return capture([&] { return execute({"nsenter", "--net=/proc/" + strFirst + "/ns/net", "sh", "-c", strCommand}); });
 }
 
 void AccessPoint::store(const Settings &settings) const
