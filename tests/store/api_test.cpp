@@ -3,49 +3,34 @@
 // What the store's functions promise about values, names, rows and transactions.
 #include "tests/store/store_fixture.h"
 
-#include <cstdlib>
-#include <filesystem>
-
-using testing::HasSubstr;
-
 namespace
 {
 
 using Api = StoreTest;
 
-const Name MODEL = {"system", nullptr, "model"};
-
 TEST_F(Api, KeepsEveryByteOfAValue)
 {
-    const std::vector<std::string> values = {"",
-                                             "plain",
-                                             "two\nlines\n",
-                                             " \"quoted\" \\ # = / ",
-                                             "\xc3\xa9\xe2\x82\xac",
-                                             "\xff\x80 not UTF-8 \x01\x7f",
-                                             std::string(65536, 'x'),
-                                             std::string(1048575, 'y')};
-    for (const std::string &value : values) {
+    const std::string longest(1048575, 'y');
+    for (const std::string &value : {std::string(), std::string("two\nlines\n \"quoted\" \\ # = / "),
+                                     std::string("\xc3\xa9\xe2\x82\xac\xff\x80 not UTF-8 \x01\x7f"), longest}) {
         ASSERT_EQ(0, set(MODEL, value)) << lastText();
         EXPECT_EQ(value, get(MODEL));
         EXPECT_EQ(0, lsqlstore_close()); // what was acknowledged is in the file
         EXPECT_EQ(value, get(MODEL));
         EXPECT_EQ(value, get(MODEL)) << "read again, from where it was found";
     }
-    EXPECT_EQ(LSQLSTORE_INVALID, set(MODEL, std::string(1048576, 'z')));
+    EXPECT_EQ(LSQLSTORE_INVALID, set(MODEL, longest + "z"));
     EXPECT_THAT(lastText(), HasSubstr("1048575 bytes"));
-    EXPECT_EQ(values.back(), get(MODEL));
+    EXPECT_EQ(longest, get(MODEL));
 }
 
 TEST_F(Api, RefusesUnusableNamesInEveryCall)
 {
-    const std::string part(200, 'n');
-    const std::string longest(506 - 400, 'f');
-    const std::string tooLong(507 - 400, 'f');
-    struct {
+    const std::string part(200, 'n'), longest(506 - 400, 'f'), tooLong = longest + "f";
+    const struct {
         Name name;
         const char *problem;
-    } const cases[] = {
+    } cases[] = {
         {{nullptr, nullptr, "f"}, "object is null"},
         {{"", nullptr, "f"}, "object is null or empty"},
         {{"a/b", nullptr, "f"}, "'/'"},
@@ -61,7 +46,7 @@ TEST_F(Api, RefusesUnusableNamesInEveryCall)
         EXPECT_EQ(LSQLSTORE_INVALID, unset(name)) << problem;
         EXPECT_EQ(std::nullopt, get(name)) << problem;
     }
-    EXPECT_FALSE(std::filesystem::exists(dataFile())) << "a refused write makes no store";
+    EXPECT_FALSE(std::filesystem::exists(m_dataFile)) << "a refused write makes no store";
     const Name allowed = {part.c_str(), part.c_str(), longest.c_str()};
     EXPECT_EQ(0, set(allowed, "v"));
     EXPECT_EQ("v", get(allowed));
@@ -76,38 +61,36 @@ TEST_F(Api, RecordsMayBeNullOrForeign)
     lsqlquery_destroy_pv(nullptr);
     EXPECT_EQ(nullptr, lsqlquery_new_pv_solo(nullptr, "v"));
     EXPECT_EQ(nullptr, lsqlquery_new_pv_solo("f", nullptr));
+    const auto setPv = [](lsqlquery_pv *pv, lsqlquery_pv *qualifier) {
+        return lsqlquery_set_pv_with_error("o", nullptr, pv, qualifier, nullptr);
+    };
     lsqlquery_pv foreign = {const_cast<char *>("f"), const_cast<char *>("v")};
     lsqlquery_pv half = {const_cast<char *>("f"), nullptr};
-    EXPECT_EQ(0, lsqlquery_set_pv_with_error("o", nullptr, &foreign, nullptr, nullptr));
+    EXPECT_EQ(0, setPv(&foreign, nullptr));
     EXPECT_EQ("v", get({"o", nullptr, "f"}));
-    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, &half, nullptr, nullptr));
-    EXPECT_EQ(LSQLSTORE_INVALID, lsqlquery_set_pv_with_error("o", nullptr, &foreign, &half, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, setPv(nullptr, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, setPv(&half, nullptr));
+    EXPECT_EQ(LSQLSTORE_INVALID, setPv(&foreign, &half));
 }
 
 TEST_F(Api, TellsRowsApart)
 {
-    EXPECT_EQ(0, set({"vap", nullptr, "vlan-id"}, "none"));
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id"}, "plain"));
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "1"));
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan1"}, "2"));
-    EXPECT_EQ(0, set({"vap", nullptr, "vlan-id", "radio", "wlan0"}, "3"));
-    EXPECT_EQ("none", get({"vap", nullptr, "vlan-id"}));
-    EXPECT_EQ("plain", get({"vap", "ap0", "vlan-id"}));
-    EXPECT_EQ("1", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
-    EXPECT_EQ("2", get({"vap", "ap0", "vlan-id", "radio", "wlan1"}));
-    EXPECT_EQ("3", get({"vap", nullptr, "vlan-id", "radio", "wlan0"}));
+    const Name qualifier = {"vap", "ap0", "radio", "radio", "wlan0"};
+    EXPECT_EQ(std::nullopt, get(qualifier)) << "no row yet";
+    const std::pair<Name, const char *> fields[] = {{{"vap", nullptr, "vlan-id"}, "none"},
+                                                    {{"vap", "ap0", "vlan-id"}, "plain"},
+                                                    {{"vap", "ap0", "vlan-id", "radio", "wlan0"}, "1"},
+                                                    {{"vap", "ap0", "vlan-id", "radio", "wlan1"}, "2"},
+                                                    {{"vap", nullptr, "vlan-id", "radio", "wlan0"}, "3"}};
+    for (const auto &[name, value] : fields)
+        EXPECT_EQ(0, set(name, value));
+    for (const auto &[name, value] : fields)
+        EXPECT_EQ(value, get(name));
     EXPECT_EQ(std::nullopt, get({"vap", "ap0", "vlan-id", "radio", "wlan2"}));
     EXPECT_EQ(std::nullopt, get({"vap", "ap0", "ssid", "radio", "wlan0"}));
     EXPECT_EQ(LSQLSTORE_NOT_FOUND, lastCode());
-}
 
-TEST_F(Api, AQualifiedRowAnswersItsQualifier)
-{
-    const Name qualifier = {"vap", "ap0", "radio", "radio", "wlan0"};
-    EXPECT_EQ(std::nullopt, get(qualifier)) << "no row yet";
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "1"));
-    EXPECT_EQ("wlan0", get(qualifier));
+    EXPECT_EQ("wlan0", get(qualifier)) << "a qualified row answers its qualifier";
     EXPECT_EQ(0, set(qualifier, "wlan0"));
     EXPECT_EQ(LSQLSTORE_INVALID, set(qualifier, "wlan1"));
     EXPECT_THAT(lastText(), HasSubstr("tells this row from others"));
@@ -116,18 +99,18 @@ TEST_F(Api, AQualifiedRowAnswersItsQualifier)
 
 TEST_F(Api, AnyRowThatHoldsTheQualifierIsTheRow)
 {
+    const Name qualified = {"vap", "ap0", "vlan-id", "radio", "wlan0"}, plain = {"vap", "ap0", "vlan-id"};
     EXPECT_EQ(0, set({"vap", "ap0", "radio"}, "wlan0"));
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id"}, "5"));
-    EXPECT_EQ("5", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
-    EXPECT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", "wlan0"}, "6"));
+    EXPECT_EQ(0, set(plain, "5"));
+    EXPECT_EQ("5", get(qualified));
+    EXPECT_EQ(0, set(qualified, "6"));
     EXPECT_EQ("vap/ap0.radio=wlan0\nvap/ap0.vlan-id=6\n", contents());
-    EXPECT_EQ(0, unset({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
-    EXPECT_EQ(std::nullopt, get({"vap", "ap0", "vlan-id"}));
+    EXPECT_EQ(0, unset(qualified));
+    EXPECT_EQ(std::nullopt, get(plain));
 
     // A row written under the qualifier comes before one that merely holds it.
-    const lsqlstore_field own = {"vap", "ap0", "radio", "wlan0", "vlan-id", "7"};
-    EXPECT_EQ(0, lsqlstore_write(&own, 1, LSQLSTORE_EXACT, nullptr, nullptr));
-    EXPECT_EQ("7", get({"vap", "ap0", "vlan-id", "radio", "wlan0"}));
+    EXPECT_EQ(0, write({{"vap", "ap0", "radio", "wlan0", "vlan-id", "7"}}, LSQLSTORE_EXACT));
+    EXPECT_EQ("7", get(qualified));
     EXPECT_EQ("7", get({"vap", "ap0", "vlan-id", "vlan-id", "7"})) << "by another field of that row";
     EXPECT_EQ(std::nullopt, get({"vap", "ap", "vlan-id", "radio", "wlan0"})) << "ap is not ap0";
 }
@@ -136,11 +119,16 @@ TEST_F(Api, ReadsWhatOthersWriteAtOnce)
 {
     ASSERT_EQ(0, set(MODEL, "mine"));
     EXPECT_EQ("mine", get(MODEL));
-    EXPECT_EQ(0, inChild([] { return set(MODEL, "theirs"); }));
+    EXPECT_EQ(0, inChild([] {
+                  EXPECT_EQ("mine", get(MODEL)) << "a child has the store, too";
+                  return set(MODEL, "theirs");
+              }));
     EXPECT_EQ("theirs", get(MODEL));
     EXPECT_EQ(0, inChild([] { return unset(MODEL); }));
     EXPECT_EQ(std::nullopt, get(MODEL));
     EXPECT_EQ(LSQLSTORE_NOT_FOUND, unset(MODEL));
+    EXPECT_EQ(0, set(MODEL, "mine again"));
+    EXPECT_NE(0, std::system("ls -l /proc/self/fd | grep mdb")) << "a command has the store open";
 }
 
 TEST_F(Api, ManyFieldsStayApart)
@@ -152,7 +140,7 @@ TEST_F(Api, ManyFieldsStayApart)
         names.push_back("f" + std::to_string(i));
     for (const std::string &name : names)
         fields.push_back({"o", nullptr, nullptr, nullptr, name.c_str(), name.c_str()});
-    ASSERT_EQ(0, lsqlstore_write(fields.data(), fields.size(), 0, nullptr, nullptr)) << lastText();
+    ASSERT_EQ(0, write(fields)) << lastText();
     for (int pass = 0; pass < 2; pass++)
         for (const std::string &name : names)
             ASSERT_EQ(name, get({"o", nullptr, name.c_str()}));
@@ -166,23 +154,23 @@ TEST_F(Api, WritesAllOrNothing)
     std::vector<lsqlstore_field> fields = {{"o", nullptr, nullptr, nullptr, "a", "2"},
                                            {"o", "i", nullptr, nullptr, "b", "2"},
                                            {"o", nullptr, nullptr, nullptr, "absent", nullptr}};
-    size_t at = 0;
-    char *error = nullptr;
-    EXPECT_EQ(LSQLSTORE_NOT_FOUND, lsqlstore_write(fields.data(), 3, 0, &at, &error));
-    EXPECT_EQ(2u, at);
-    EXPECT_THAT(error, HasSubstr("cannot remove o absent: there is no such field"));
-    free(error);
-    EXPECT_EQ(before, contents());
-
+    const auto expectRefusal = [&](int code, const char *text) {
+        size_t at = 0;
+        char *error = nullptr;
+        EXPECT_EQ(code, lsqlstore_write(fields.data(), 3, 0, &at, &error));
+        EXPECT_EQ(2u, at);
+        EXPECT_THAT(error, HasSubstr(text));
+        free(error);
+        EXPECT_EQ(before, contents());
+    };
+    expectRefusal(LSQLSTORE_NOT_FOUND, "cannot remove o absent: there is no such field");
     fields[2] = fields[0];
-    EXPECT_EQ(LSQLSTORE_INVALID, lsqlstore_write(fields.data(), 3, 0, &at, nullptr));
-    EXPECT_EQ(2u, at);
-    EXPECT_THAT(lastText(), HasSubstr("given twice"));
-    EXPECT_EQ(before, contents());
+    expectRefusal(LSQLSTORE_INVALID, "given twice");
 
-    EXPECT_EQ(0, lsqlstore_write(fields.data(), 2, LSQLSTORE_REPLACE, nullptr, nullptr));
+    fields.pop_back();
+    EXPECT_EQ(0, write(fields, LSQLSTORE_REPLACE));
     EXPECT_EQ("o.a=2\no/i.b=2\n", contents());
-    EXPECT_EQ(0, lsqlstore_write(nullptr, 0, LSQLSTORE_REPLACE, nullptr, nullptr));
+    EXPECT_EQ(0, write({}, LSQLSTORE_REPLACE));
     EXPECT_EQ("", contents());
 }
 
@@ -203,19 +191,6 @@ TEST_F(Api, AWalkSeesOneInstant)
     ASSERT_EQ(0, set({"o", nullptr, "x"}, "1"));
     EXPECT_EQ(-5, lsqlstore_walk(nullptr, visit, &seen, nullptr));
     EXPECT_EQ("abcabcdx", seen);
-}
-
-TEST_F(Api, ChildrenAfterForkHaveTheirOwnStoreAndExecClosesIt)
-{
-    ASSERT_EQ(0, set(MODEL, "1"));
-    EXPECT_EQ("1", get(MODEL));
-    EXPECT_EQ(0, inChild([] {
-                  EXPECT_EQ("1", get(MODEL));
-                  return set(MODEL, "2");
-              }));
-    EXPECT_EQ("2", get(MODEL));
-    EXPECT_EQ(0, set(MODEL, "3"));
-    EXPECT_NE(0, std::system("ls -l /proc/self/fd | grep mdb")) << "a command has the store open";
 }
 
 } // namespace

@@ -4,14 +4,10 @@
 #include "tests/store/store_fixture.h"
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <lmdb.h>
+#include <csignal>
 #include <random>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace
 {
@@ -36,11 +32,8 @@ TEST_F(Concurrency, AReadDoesNotWaitForAWrite)
     ASSERT_EQ(0, set(COUNT, "1"));
     Shared isWriting, isRead;
     const pid_t writer = startChild([&] {
-        MDB_env *env;
         MDB_txn *txn;
-        EXPECT_EQ(0, mdb_env_create(&env));
-        EXPECT_EQ(0, mdb_env_open(env, m_folder.c_str(), 0, 0600));
-        EXPECT_EQ(0, mdb_txn_begin(env, nullptr, 0, &txn));
+        EXPECT_EQ(0, mdb_txn_begin(openPastLibrary(m_folder), nullptr, 0, &txn));
         *isWriting.value = 1;
         EXPECT_TRUE(eventually([&] { return *isRead.value == 1; })) << "the reads waited";
         mdb_txn_abort(txn);
@@ -50,7 +43,7 @@ TEST_F(Concurrency, AReadDoesNotWaitForAWrite)
     EXPECT_EQ("1", get(COUNT));
     EXPECT_EQ("o.count=1\n", contents());
     // Another process too, which opens the store while it is being written to; and a thread next to one that waits.
-    EXPECT_EQ("1\n", runCtl({"get", "o", "count"}).out);
+    EXPECT_EQ("1\n", runCtl({"get", "o", "count"}).strOut);
     std::thread waiting([] { EXPECT_EQ(0, set(COUNT, "2")); });
     for (int i = 0; i < 1000; i++)
         get(COUNT);
@@ -83,14 +76,12 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
             for (int i = *acknowledged.value + 1;; i++) {
                 const std::string text = std::to_string(i);
                 const std::string filler(static_cast<size_t>(i % 50) * 100, 'f');
-                const lsqlstore_field fields[] = {
-                    {"o", nullptr, nullptr, nullptr, "count", text.c_str()},
-                    {"o", "copy", nullptr, nullptr, text.c_str() + text.size() - 1, filler.c_str()},
-                    {"o", nullptr, nullptr, nullptr, "copy", text.c_str()}};
-                if (lsqlstore_write(fields, 3, 0, nullptr, nullptr)) {
-                    fprintf(stderr, "%s\n", lastText().c_str());
-                    return 1;
-                }
+                const int code = write({{"o", nullptr, nullptr, nullptr, "count", text.c_str()},
+                                        {"o", "copy", nullptr, nullptr, &text.back(), filler.c_str()},
+                                        {"o", nullptr, nullptr, nullptr, "copy", text.c_str()}});
+                EXPECT_EQ(0, code) << lastText();
+                if (code)
+                    return code;
                 *acknowledged.value = i;
             }
         });
@@ -115,12 +106,12 @@ TEST_F(Concurrency, EveryoneSeesWholeTransactionsAndTheirOwnWrites)
     const auto work = [](const std::string &me) {
         for (int i = 0; i < ROUNDS; i++) {
             const std::string text = me + std::to_string(i);
-            const lsqlstore_field pair[] = {{"pair", nullptr, nullptr, nullptr, "a", text.c_str()},
-                                            {"pair", nullptr, nullptr, nullptr, "b", text.c_str()}};
-            EXPECT_EQ(0, lsqlstore_write(pair, 2, 0, nullptr, nullptr)) << lastText();
+            const char *const value = text.c_str();
+            EXPECT_EQ(
+                0, write({{"p", nullptr, nullptr, nullptr, "a", value}, {"p", nullptr, nullptr, nullptr, "b", value}}));
             EXPECT_EQ(0, set({"own", nullptr, me.c_str()}, text));
             EXPECT_EQ(text, get({"own", nullptr, me.c_str()}));
-            const std::string seen = contents("pair");
+            const std::string seen = contents("p");
             const size_t half = seen.find('\n');
             EXPECT_EQ(seen.substr(seen.find('=') + 1, half - seen.find('=')), seen.substr(seen.rfind('=') + 1));
         }
@@ -146,23 +137,16 @@ size_t countDescriptors()
 int countReaders(const std::string &folder)
 {
     return inChild([&] {
-        MDB_env *env;
         MDB_envinfo info;
-        EXPECT_EQ(0, mdb_env_create(&env));
-        EXPECT_EQ(0, mdb_env_open(env, folder.c_str(), 0, 0600));
-        mdb_env_info(env, &info);
+        mdb_env_info(openPastLibrary(folder), &info);
         return static_cast<int>(info.me_numreaders);
     });
 }
 
 long residentKb()
 {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word)
-        if (word == "VmRSS:")
-            status >> word, status.setstate(std::ios::eofbit);
-    return std::stol(word);
+    const std::string status = readFile("/proc/self/status");
+    return std::stol(status.substr(status.find("VmRSS:") + 6));
 }
 
 TEST_F(Concurrency, ThreadsComeAndGoAndLeaveNothing)
@@ -180,7 +164,7 @@ TEST_F(Concurrency, ThreadsComeAndGoAndLeaveNothing)
     const size_t descriptors = countDescriptors();
     const int readers = countReaders(m_folder);
     const long kb = residentKb();
-    churn(isEmulated() ? 500 : 10000);
+    churn(isEmulatedHere() ? 500 : 10000);
     EXPECT_EQ(descriptors, countDescriptors());
     EXPECT_EQ(readers, countReaders(m_folder));
     EXPECT_LE(readers, 2);
@@ -189,7 +173,7 @@ TEST_F(Concurrency, ThreadsComeAndGoAndLeaveNothing)
 #else
     constexpr long GROWTH_KB = 1 << 20;
 #endif
-    EXPECT_LT(residentKb() - kb, isEmulated() ? 1 << 20 : GROWTH_KB) << "an emulator's memory grows too";
+    EXPECT_LT(residentKb() - kb, isEmulatedHere() ? 1 << 20 : GROWTH_KB) << "an emulator's memory grows too";
 }
 
 } // namespace

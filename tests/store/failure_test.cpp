@@ -3,26 +3,41 @@
 // What the store does when the machine does not play along: each failure has its outcome, its text, and loses nothing.
 #include "tests/store/store_fixture.h"
 
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
+#include <csignal>
 #include <fstream>
-#include <lmdb.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 namespace
 {
 
 using Failure = StoreTest;
 
-const Name MODEL = {"system", nullptr, "model"};
-
 std::vector<std::string> g_reports;
+
+const std::string LARGE(65536, 'l');
+
+Name numbered(const std::string &number)
+{
+    return {"o", nullptr, number.c_str()};
+}
+
+// What the body does in a mount namespace of its own.
+void inMountNamespace(const Body &body)
+{
+    SKIP_IF_EMULATED("mounts");
+    constexpr int NOT_ALLOWED = 77;
+    const int code = inChild([&] {
+        const bool isAllowed =
+            enterNamespaces(CLONE_NEWNS) && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        return isAllowed ? body() : NOT_ALLOWED;
+    });
+    if (code == NOT_ALLOWED)
+        GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(0, code);
+}
 
 TEST_F(Failure, NoFolderAndNoStoreAreToldApart)
 {
@@ -73,7 +88,7 @@ TEST_F(Failure, AUserWithoutRights)
 {
     ASSERT_EQ(0, set(MODEL, "x"));
     EXPECT_EQ(0, inChild([this] {
-                  EXPECT_EQ(0, chmod(dataFile().c_str(), 0));
+                  EXPECT_EQ(0, chmod(m_dataFile.c_str(), 0));
                   EXPECT_TRUE(geteuid() != 0 || setresuid(65534, 65534, 65534) == 0);
                   EXPECT_EQ(LSQLSTORE_DENIED, set(MODEL, "y"));
                   EXPECT_EQ(std::nullopt, get(MODEL));
@@ -85,10 +100,9 @@ TEST_F(Failure, AUserWithoutRights)
 
 TEST_F(Failure, ReadOnlyFileSystem)
 {
-    SKIP_IF_EMULATED("mounts");
     ASSERT_EQ(0, set(MODEL, "x"));
     std::filesystem::create_directory(m_folder + "/empty");
-    const auto code = inMountNamespace([this] {
+    inMountNamespace([this] {
         const char *folder = m_folder.c_str();
         EXPECT_EQ(0, mount(folder, folder, nullptr, MS_BIND, nullptr));
         EXPECT_EQ(0, mount(folder, folder, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr));
@@ -105,45 +119,37 @@ TEST_F(Failure, ReadOnlyFileSystem)
         EXPECT_EQ(LSQLSTORE_READ_ONLY, set(MODEL, "y"));
         return 0;
     });
-    if (!code)
-        GTEST_SKIP() << "no right to mount";
-    EXPECT_EQ(0, *code);
 }
 
-// Write values of 64 kB until that fails with CODE; how many were acknowledged. All of them are there.
+// Write large values until that fails with CODE; how many were acknowledged. All of them are there.
 int fillUntil(int code, const char *advice)
 {
-    const std::string value(65536, 'v');
     int count = 0;
-    while (count < 1000 && set({"o", nullptr, std::to_string(count).c_str()}, value) == 0)
+    while (count < 1000 && set(numbered(std::to_string(count)), LARGE) == 0)
         count++;
     EXPECT_EQ(code, lastCode()) << lastText();
     EXPECT_THAT(lastText(), AllOf(HasSubstr("cannot write o " + std::to_string(count)), HasSubstr(advice)));
     for (int i = 0; i < count; i++)
-        EXPECT_EQ(value, get({"o", nullptr, std::to_string(i).c_str()}));
-    EXPECT_EQ(std::nullopt, get({"o", nullptr, std::to_string(count).c_str()})) << "refused, and yet there";
+        EXPECT_EQ(LARGE, get(numbered(std::to_string(i))));
+    EXPECT_EQ(std::nullopt, get(numbered(std::to_string(count)))) << "refused, and yet there";
     EXPECT_GT(count, 1);
     return count;
 }
 
 TEST_F(Failure, FullFileSystem)
 {
-    SKIP_IF_EMULATED("mounts");
-    const auto code = inMountNamespace([this] {
+    inMountNamespace([this] {
         EXPECT_EQ(0, mount("none", m_folder.c_str(), "tmpfs", 0, "size=1m"));
         const std::string spare = m_folder + "/spare";
-        std::ofstream(spare) << std::string(200000, 's');
+        writeFile(spare, std::string(200000, 's'));
         const int count = fillUntil(LSQLSTORE_NO_SPACE, "make room there");
         lsqlstore_close();
-        EXPECT_EQ(LSQLSTORE_NO_SPACE, set({"o", nullptr, "another"}, std::string(65536, 'v'))) << "after a fresh start";
+        EXPECT_EQ(LSQLSTORE_NO_SPACE, set(numbered("another"), LARGE)) << "after a fresh start";
         std::filesystem::remove(spare);
-        EXPECT_EQ(0, set({"o", nullptr, std::to_string(count).c_str()}, "fits")) << lastText();
-        EXPECT_EQ(0, unset({"o", nullptr, "0"}));
+        EXPECT_EQ(0, set(numbered(std::to_string(count)), "fits")) << lastText();
+        EXPECT_EQ(0, unset(numbered("0")));
         return lsqlstore_close();
     });
-    if (!code)
-        GTEST_SKIP() << "no right to mount";
-    EXPECT_EQ(0, *code);
 }
 
 TEST_F(Failure, FullMapGrowsWhereAnyProcessAsksForMore)
@@ -151,44 +157,35 @@ TEST_F(Failure, FullMapGrowsWhereAnyProcessAsksForMore)
     setenv("LSQLQUERY_MAP_SIZE", "1M", 1);
     const int count = fillUntil(LSQLSTORE_FULL, "LSQLQUERY_MAP_SIZE");
     const std::string big(300000, 'b');
-    EXPECT_EQ(0, inChild([] {
-                  setenv("LSQLQUERY_MAP_SIZE", "2M", 1);
-                  return set({"o", nullptr, "small"}, "fits the old size too");
-              }));
-    EXPECT_EQ(0, set({"o", nullptr, "grown"}, big)) << lastText();
-    EXPECT_EQ(0, inChild([&] {
-                  setenv("LSQLQUERY_MAP_SIZE", "4M", 1);
-                  EXPECT_EQ(0, set({"o", nullptr, "big"}, big)) << lastText();
-                  return set({"o", nullptr, "bigger"}, big + big);
-              }));
-    EXPECT_EQ(big, get({"o", nullptr, "big"})) << lastText();
-    EXPECT_EQ(0, set({"o", nullptr, std::to_string(count).c_str()}, big)) << lastText();
-    EXPECT_EQ(big + big, get({"o", nullptr, "bigger"}));
+    const auto setWith = [](const char *size, const char *field, const std::string &value) {
+        return inChild([&] {
+            setenv("LSQLQUERY_MAP_SIZE", size, 1);
+            return set(numbered(field), value);
+        });
+    };
+    EXPECT_EQ(0, setWith("2M", "small", "fits the old size too"));
+    EXPECT_EQ(0, set(numbered("grown"), big)) << lastText();
+    EXPECT_EQ(0, setWith("4M", "bigger", big + big + big));
+    EXPECT_EQ(0, set(numbered(std::to_string(count)), big)) << lastText();
+    EXPECT_EQ(big + big + big, get(numbered("bigger"))) << lastText();
 }
 
-// Take all of the reader table in another process, and be killed when EXPECTATION has been looked at.
+// Take all of the reader table in another process, and kill it when EXPECTATION has been looked at.
 void whileReadersAreFull(const std::string &folder, const std::function<void()> &expectation)
 {
-    int ready[2];
-    ASSERT_EQ(0, pipe(ready));
-    const pid_t hog = startChild([&] {
-        MDB_env *env;
+    Program hog([&] {
+        MDB_env *const env = openPastLibrary(folder, MDB_NOTLS);
         MDB_txn *txn;
-        mdb_env_create(&env);
-        mdb_env_open(env, folder.c_str(), MDB_NOTLS, 0600);
         while (mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) == 0) {
         }
-        EXPECT_EQ(1, write(ready[1], "r", 1));
-        pause();
-        return 0;
+        puts("full");
+        fflush(stdout);
+        return pause();
     });
-    char byte;
-    EXPECT_EQ(1, read(ready[0], &byte, 1));
+    EXPECT_TRUE(eventually([&] { return hog.out() == "full\n"; })) << hog.err();
     expectation();
-    kill(hog, SIGKILL);
-    EXPECT_EQ(-SIGKILL, waitFor(hog));
-    close(ready[0]);
-    close(ready[1]);
+    hog.signal(SIGKILL);
+    EXPECT_EQ(-SIGKILL, hog.status());
 }
 
 TEST_F(Failure, MoreReadersThanTheStoreHasRoomFor)
@@ -226,52 +223,52 @@ TEST_F(Failure, AStoreThatWasReplacedIsNotWrittenInto)
 {
     ASSERT_EQ(0, set(MODEL, "old"));
     ASSERT_EQ("old", get(MODEL));
-    std::filesystem::remove(dataFile());
-    std::filesystem::remove(m_folder + "/lock.mdb");
+    removeStore();
     EXPECT_EQ(0, set({"system", nullptr, "version"}, "new"));
     EXPECT_EQ("system.version=new\n", contents());
-    EXPECT_TRUE(std::filesystem::exists(dataFile()));
+    EXPECT_TRUE(std::filesystem::exists(m_dataFile));
 }
 
-struct Damage {
-    const char *what;
-    size_t length; // of the file afterwards; 0: unchanged
-    size_t at;     // where the damage begins
-    std::string bytes;
-};
-
-class Damaged : public StoreTest, public testing::WithParamInterface<Damage>
+void damage(const std::string &path, size_t at, const std::string &bytes)
 {
-};
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(static_cast<long>(at)) << bytes;
+}
 
-TEST_P(Damaged, IsToldAndEndsNobody)
+TEST_F(Failure, DamageIsToldAndEndsNobody)
 {
-    const Damage &damage = GetParam();
+    const struct {
+        const char *what;
+        size_t length; // of the file afterwards; 0: unchanged
+        size_t at;     // where the damage begins
+        std::string bytes;
+    } cases[] = {
+        {"not a store", 0, 0, std::string(4096, 'g')},
+        {"magic number", 0, 16, "\x01\x02\x03\x04"},
+        {"page size 0", 0, sizeof(void *) == 8 ? 40 : 28, std::string(4, '\0')},
+        {"one byte", 1, 0, "x"},
+        {"one page", 4096, 0, ""},
+        {"two pages", 8192, 0, ""},
+        {"cut in a value", 40960, 0, ""},
+    };
     ASSERT_EQ(0, set(MODEL, "x"));
-    ASSERT_EQ(0, set({"o", nullptr, "large"}, std::string(65536, 'l')));
+    ASSERT_EQ(0, set(numbered("large"), LARGE));
     ASSERT_EQ(0, lsqlstore_close());
-    std::filesystem::remove(m_folder + "/lock.mdb");
-    if (damage.length)
-        std::filesystem::resize_file(dataFile(), damage.length);
-    std::fstream(dataFile(), std::ios::in | std::ios::out | std::ios::binary).seekp(static_cast<long>(damage.at))
-        << damage.bytes;
-    EXPECT_EQ(0, inChild([] {
-                  EXPECT_EQ(std::nullopt, get(MODEL));
-                  EXPECT_EQ(LSQLSTORE_DAMAGED, lastCode());
-                  EXPECT_THAT(lastText(), HasSubstr("load the latest dump"));
-                  EXPECT_EQ(LSQLSTORE_DAMAGED, set(MODEL, "y"));
-                  EXPECT_THAT(contents(), HasSubstr("failed: "));
-                  return 0;
-              }));
+    const std::string whole = readFile(m_dataFile);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        removeStore();
+        writeFile(m_dataFile, c.length ? whole.substr(0, c.length) : whole);
+        damage(m_dataFile, c.at, c.bytes);
+        EXPECT_EQ(0, inChild([] {
+                      EXPECT_EQ(std::nullopt, get(MODEL));
+                      EXPECT_EQ(LSQLSTORE_DAMAGED, lastCode());
+                      EXPECT_THAT(lastText(), HasSubstr("load the latest dump"));
+                      EXPECT_EQ(LSQLSTORE_DAMAGED, set(MODEL, "y"));
+                      EXPECT_THAT(contents(), HasSubstr("failed: "));
+                      return 0;
+                  }));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Failure, Damaged,
-                         testing::Values(Damage{"NotAStore", 0, 0, std::string(4096, 'g')},
-                                         Damage{"Magic", 0, 16, "\x01\x02\x03\x04"},
-                                         Damage{"PageSizeZero", 0, sizeof(void *) == 8 ? 40 : 28, std::string(4, '\0')},
-                                         Damage{"OneByte", 1, 0, "x"}, Damage{"OnePage", 4096, 0, ""},
-                                         Damage{"TwoPages", 8192, 0, ""}, Damage{"CutInAValue", 40960, 0, ""}),
-                         [](const auto &test) { return test.param.what; });
 
 // Whatever single page is hit: reads and writes end with an outcome, not with a signal.
 TEST_F(Failure, NoDamagedPageEndsAProcess)
@@ -279,13 +276,11 @@ TEST_F(Failure, NoDamagedPageEndsAProcess)
     for (int i = 0; i < 400; i++)
         ASSERT_EQ(0, set({"o", std::to_string(i).c_str(), "field"}, std::string(60, 'v')));
     ASSERT_EQ(0, lsqlstore_close());
-    const std::string whole = m_folder + "/whole";
-    std::filesystem::copy_file(dataFile(), whole);
+    const std::string whole = readFile(m_dataFile);
     for (size_t page = 2; page < 24; page++) {
-        std::filesystem::copy_file(whole, dataFile(), std::filesystem::copy_options::overwrite_existing);
-        std::filesystem::remove(m_folder + "/lock.mdb");
-        std::fstream(dataFile(), std::ios::in | std::ios::out | std::ios::binary).seekp(static_cast<long>(page * 4096))
-            << std::string(4096, '\0');
+        removeStore();
+        writeFile(m_dataFile, whole);
+        damage(m_dataFile, page * 4096, std::string(4096, '\0'));
         EXPECT_EQ(0, inChild([] {
                       contents();
                       for (int i = 0; i < 400; i++) {

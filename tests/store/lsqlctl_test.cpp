@@ -5,12 +5,7 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <unistd.h>
-
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace
 {
@@ -53,17 +48,17 @@ TEST_F(Lsqlctl, AnswersOnTheCommandLine)
         {{"--version"}, 0, "lsqlctl 0.1.0\n", ""},
     };
     for (const auto &[arguments, code, out, err] : cases) {
-        const Finished finished = runCtl(arguments);
+        const Result finished = runCtl(arguments);
         const std::string what = testing::PrintToString(arguments);
-        EXPECT_EQ(code, finished.code) << what;
-        EXPECT_EQ(out, finished.out) << what;
-        EXPECT_THAT(finished.err, HasSubstr(err)) << what;
-        EXPECT_EQ(code == 0, finished.err.empty()) << what << finished.err;
+        EXPECT_EQ(code, finished.iStatus) << what;
+        EXPECT_EQ(out, finished.strOut) << what;
+        EXPECT_THAT(finished.strErr, HasSubstr(err)) << what;
+        EXPECT_EQ(code == 0, finished.strErr.empty()) << what << finished.strErr;
     }
-    const Finished help = runCtl({"--help"});
-    EXPECT_EQ(0, help.code);
+    const Result help = runCtl({"--help"});
+    EXPECT_EQ(0, help.iStatus);
     for (const char *command : {"get", "set", "unset", "list", "dump", "load", "watch", "LSQLQUERY_DB"})
-        EXPECT_THAT(help.out, HasSubstr(command));
+        EXPECT_THAT(help.strOut, HasSubstr(command));
 }
 
 TEST_F(Lsqlctl, OutputThatDoesNotArriveIsAFailure)
@@ -81,14 +76,14 @@ TEST_F(Lsqlctl, ADumpBringsEverythingBack)
     std::string everyByte;
     for (int byte = 1; byte < 256; byte++)
         everyByte += static_cast<char>(byte);
-    const std::vector<std::string> values = {"",
-                                             everyByte,
-                                             "line\n\n",
-                                             "\xc3\xa9 \xf0\x9f\x93\xa1 \xc2\x9b \xed\xa0\x80",
-                                             std::string(65536, '"'),
-                                             "# no comment",
-                                             "\\x41"};
-    for (size_t i = 0; i < values.size(); i++)
+    const std::string letters = "\xc3\xa9 \xf0\x9f\x93\xa1 ", values[] = {"",
+                                                                          everyByte,
+                                                                          "line\n\n",
+                                                                          letters + "\xc2\x9b \xed\xa0\x80",
+                                                                          std::string(65536, '"'),
+                                                                          "# no comment",
+                                                                          "\\x41"};
+    for (size_t i = 0; i < std::size(values); i++)
         ASSERT_EQ(0, set({"o", nullptr, std::to_string(i).c_str()}, values[i]));
     ASSERT_EQ(0, set({"an object", "with/slash \"and\" quote", "f\ti", "q", "v=1 #\n"}, "odd names"));
     ASSERT_EQ(0, set({"-", "-", "-"}, "-"));
@@ -96,34 +91,33 @@ TEST_F(Lsqlctl, ADumpBringsEverythingBack)
         ASSERT_EQ(0, set({"vap", "ap0", "vlan-id", "radio", radio}, std::string("of ") + radio));
     ASSERT_EQ(0, set({"vap", "ap0", "radio"}, "wlan0")) << "answers a qualifier that has a row of its own";
     const std::string before = contents();
-    const Finished dump = runCtl({"dump"});
-    EXPECT_EQ(0, dump.code);
-    EXPECT_THAT(dump.out, HasSubstr("o 2 \"line\\n\\n\"\n"));
-    EXPECT_THAT(dump.out, HasSubstr("o 3 \"\xc3\xa9 \xf0\x9f\x93\xa1 \\xc2\\x9b \\xed\\xa0\\x80\"\n"));
+    const Result dump = runCtl({"dump"});
+    EXPECT_EQ(0, dump.iStatus);
+    EXPECT_THAT(dump.strOut, HasSubstr("o 2 \"line\\n\\n\"\no 3 \"" + letters + "\\xc2\\x9b \\xed\\xa0\\x80\"\n"));
 
     ASSERT_EQ(0, set({"o", nullptr, "0"}, "changed"));
     ASSERT_EQ(0, set({"added", nullptr, "f"}, "stays"));
-    EXPECT_EQ(0, runCtl({"load", "-"}, dump.out).code);
+    EXPECT_EQ(0, runCtl({"load", "-"}, dump.strOut).iStatus);
     EXPECT_EQ("added.f=stays\n", contents("added"));
-    EXPECT_EQ(0, runCtl({"load", "--replace", "-"}, dump.out).code);
+    EXPECT_EQ(0, runCtl({"load", "--replace", "-"}, dump.strOut).iStatus);
     EXPECT_EQ(before, contents());
-    ASSERT_EQ(0, lsqlstore_write(nullptr, 0, LSQLSTORE_REPLACE, nullptr, nullptr));
-    EXPECT_EQ(0, runCtl({"load", "-"}, dump.out).code);
+    ASSERT_EQ(0, write({}, LSQLSTORE_REPLACE));
+    EXPECT_EQ(0, runCtl({"load", "-"}, dump.strOut).iStatus);
     EXPECT_EQ(before, contents()) << "into an empty store, where no row stands yet";
-    EXPECT_EQ(dump.out, runCtl({"dump"}).out);
+    EXPECT_EQ(dump.strOut, runCtl({"dump"}).strOut);
 }
 
 TEST_F(Lsqlctl, LoadsWhatPeopleWrite)
 {
-    std::ofstream(m_folder + "/file") << "\n  # a comment\r\n\to   f  bare # trailing\r\n\"o\"/i f q=\"v\" x\n";
-    Finished load = runCtl({"load", m_folder + "/file"});
-    EXPECT_EQ(1, load.code);
-    EXPECT_THAT(load.err, HasSubstr("/file:4: a blank is missing behind a closing quote"));
-    EXPECT_FALSE(std::filesystem::exists(dataFile()));
+    writeFile(m_folder + "/file", "\n  # a comment\r\n\to   f  bare # trailing\r\n\"o\"/i f q=\"v\" x\n");
+    Result load = runCtl({"load", m_folder + "/file"});
+    EXPECT_EQ(1, load.iStatus);
+    EXPECT_THAT(load.strErr, HasSubstr("/file:4: a blank is missing behind a closing quote"));
+    EXPECT_FALSE(std::filesystem::exists(m_dataFile));
 
     const std::string good = "o f bare # comment\n  \to/i g \"q=\\x76\" \"\\t\"\r\no/i h last";
     load = runCtl({"load", "-"}, good);
-    EXPECT_EQ(0, load.code) << load.err;
+    EXPECT_EQ(0, load.iStatus) << load.strErr;
     EXPECT_EQ("o.f=bare\no/i.h=last\no/i[q=v].g=\t\n", contents());
 }
 
@@ -149,38 +143,29 @@ TEST_F(Lsqlctl, LoadsAllOrNothingAndNamesTheLine)
         {"new g v", "given twice"},
     };
     for (const auto &[line, problem] : cases) {
-        const Finished load = runCtl({"load", "-"}, "new g 1\n# two\n" + line + "\nnew h 2\n");
-        EXPECT_EQ(1, load.code) << line;
-        EXPECT_THAT(load.err, StartsWith("lsqlctl: standard input:3: ")) << line;
-        EXPECT_THAT(load.err, HasSubstr(problem));
+        const Result load = runCtl({"load", "-"}, "new g 1\n# two\n" + line + "\nnew h 2\n");
+        EXPECT_EQ(1, load.iStatus) << line;
+        EXPECT_THAT(load.strErr, testing::StartsWith("lsqlctl: standard input:3: ")) << line;
+        EXPECT_THAT(load.strErr, HasSubstr(problem));
         EXPECT_EQ("o.f=before\n", contents()) << line;
     }
-    EXPECT_THAT(runCtl({"load", m_folder + "/none"}).err, HasSubstr("/none: No such file"));
+    EXPECT_THAT(runCtl({"load", m_folder + "/none"}).strErr, HasSubstr("/none: No such file"));
 }
 
 TEST_F(Lsqlctl, WatchPrintsChangesUntilItIsEnded)
 {
     for (const int signal : {SIGINT, SIGTERM}) {
-        const std::string path = m_folder + "/out";
-        const pid_t child = startChild([&] {
-            if (!freopen(path.c_str(), "w", stdout))
-                return 97;
-            return execCtl({"watch"});
-        });
-        const auto printed = [&path] {
-            std::ifstream in(path);
-            return std::string(std::istreambuf_iterator<char>(in), {});
-        };
-        EXPECT_TRUE(eventually([&] { return printed() == "# watching; changes follow\n"; }));
+        Program watch([] { return execCtl({"watch"}); });
+        const std::string head = "# watching; changes follow\n";
+        EXPECT_TRUE(eventually([&] { return watch.out() == head; }));
         for (int i = 0; i < 2; i++)
             EXPECT_EQ(0, set({"o", "i", "f", "q", "v"}, "two\nlines"));
         EXPECT_EQ(0, unset({"o", "i", "f", "q", "v"}));
         const std::string line = "o/i f q=v \"two\\nlines\"\n";
-        EXPECT_TRUE(eventually([&] {
-            return printed() == "# watching; changes follow\n" + line + line + "- o/i f q=v\n";
-        })) << printed();
-        kill(child, signal);
-        EXPECT_EQ(0, waitFor(child));
+        const std::string expected = head + line + line + "- o/i f q=v\n";
+        EXPECT_TRUE(eventually([&] { return watch.out() == expected; })) << watch.out();
+        watch.signal(signal);
+        EXPECT_EQ(0, watch.status());
     }
 }
 

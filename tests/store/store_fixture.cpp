@@ -1,52 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/store/store_fixture.h"
 
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <sched.h>
 #include <sstream>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
-
-namespace
-{
-
-std::string readAll(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-std::string orEmpty(const char *text)
-{
-    return text ? text : "";
-}
-
-bool writeFile(const char *path, const std::string &text)
-{
-    std::ofstream out(path);
-    out << text << std::flush;
-    return out.good();
-}
-
-bool enterMountNamespace()
-{
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
-    if (user != 0) {
-        if (unshare(CLONE_NEWUSER) != 0 || !writeFile("/proc/self/setgroups", "deny") ||
-            !writeFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") ||
-            !writeFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1"))
-            return false;
-    }
-    return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
-} // namespace
 
 std::optional<std::string> get(const Name &name)
 {
@@ -81,9 +36,12 @@ int set(const Name &name, const std::string &value)
 
 int unset(const Name &name)
 {
-    const lsqlstore_field field = {name.object,         name.instance, name.qualifierField,
-                                   name.qualifierValue, name.field,    nullptr};
-    return lsqlstore_write(&field, 1, 0, nullptr, nullptr);
+    return write({{name.object, name.instance, name.qualifierField, name.qualifierValue, name.field, nullptr}});
+}
+
+int write(const std::vector<lsqlstore_field> &fields, unsigned flags)
+{
+    return lsqlstore_write(fields.data(), fields.size(), flags, nullptr, nullptr);
 }
 
 int lastCode()
@@ -100,12 +58,13 @@ std::string lastText()
 
 std::string describe(const lsqlstore_field &field)
 {
+    const auto orEmpty = [](const char *text) { return std::string(text ? text : ""); };
     std::string line = field.object;
     if (field.instance)
-        line += "/" + std::string(field.instance);
+        line += "/" + orEmpty(field.instance);
     if (field.qualifier_field)
-        line += "[" + std::string(field.qualifier_field) + "=" + orEmpty(field.qualifier_value) + "]";
-    return line + "." + field.field + (field.value ? "=" + std::string(field.value) : " removed") + "\n";
+        line += "[" + orEmpty(field.qualifier_field) + "=" + orEmpty(field.qualifier_value) + "]";
+    return line + "." + field.field + (field.value ? "=" + orEmpty(field.value) : " removed") + "\n";
 }
 
 std::string contents(const char *object)
@@ -115,56 +74,15 @@ std::string contents(const char *object)
         *static_cast<std::string *>(context) += describe(*field);
         return 0;
     };
-    if (lsqlstore_walk(object, visit, &all, nullptr) != 0)
-        all = "failed: " + lastText();
-    return all;
+    return lsqlstore_walk(object, visit, &all, nullptr) == 0 ? all : "failed: " + lastText();
 }
 
-pid_t startChild(const std::function<int()> &body)
+MDB_env *openPastLibrary(const std::string &folder, unsigned flags)
 {
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        const int code = body();
-        fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 99 : code);
-    }
-    return child;
-}
-
-int waitFor(pid_t child)
-{
-    int status = 0;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
-    return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-int inChild(const std::function<int()> &body)
-{
-    return waitFor(startChild(body));
-}
-
-std::optional<int> inMountNamespace(const std::function<int()> &body)
-{
-    constexpr int NOT_ALLOWED = 77;
-    const int code = inChild([&] { return enterMountNamespace() ? body() : NOT_ALLOWED; });
-    return code == NOT_ALLOWED ? std::nullopt : std::optional(code);
-}
-
-bool isEmulated()
-{
-    return getenv("VXP_EMULATED") != nullptr;
-}
-
-bool eventually(const std::function<bool()> &condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
+    MDB_env *env;
+    EXPECT_EQ(0, mdb_env_create(&env));
+    EXPECT_EQ(0, mdb_env_open(env, folder.c_str(), flags, 0600));
+    return env;
 }
 
 int execCtl(const std::vector<std::string> &arguments)
@@ -175,37 +93,16 @@ int execCtl(const std::vector<std::string> &arguments)
         if (!word.empty())
             words.push_back(word);
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char *> argv;
-    for (std::string &word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
-    return 98;
+    return execute(words);
 }
 
-Finished runCtl(const std::vector<std::string> &arguments, const std::string &input)
+Result runCtl(const std::vector<std::string> &arguments, const std::string &input)
 {
-    char folder[] = "/tmp/lsqlctl-test-XXXXXX";
-    EXPECT_TRUE(mkdtemp(folder));
-    const std::string base = folder;
-    std::ofstream(base + "/in", std::ios::binary) << input;
-    const int code = inChild([&] {
-        dup2(open((base + "/in").c_str(), O_RDONLY), 0);
-        dup2(open((base + "/out").c_str(), O_WRONLY | O_CREAT, 0600), 1);
-        dup2(open((base + "/err").c_str(), O_WRONLY | O_CREAT, 0600), 2);
-        return execCtl(arguments);
-    });
-    Finished finished = {code, readAll(base + "/out"), readAll(base + "/err")};
-    std::filesystem::remove_all(base);
-    return finished;
+    return capture([&] { return execCtl(arguments); }, input);
 }
 
 void StoreTest::SetUp()
 {
-    // In memory where there is such a place: thousands of durable writes would wait for the disk.
-    std::string name = (access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + std::string("/store-test-XXXXXX");
-    ASSERT_TRUE(mkdtemp(name.data()));
-    m_folder = name;
     setenv("LSQLQUERY_DB", m_folder.c_str(), 1);
     unsetenv("LSQLQUERY_MAP_SIZE");
     lsqlstore_set_report(nullptr);
@@ -214,5 +111,10 @@ void StoreTest::SetUp()
 void StoreTest::TearDown()
 {
     EXPECT_EQ(LSQLSTORE_OK, lsqlstore_close());
-    std::filesystem::remove_all(m_folder);
+}
+
+void StoreTest::removeStore() const
+{
+    std::filesystem::remove(m_dataFile);
+    std::filesystem::remove(m_folder + "/lock.mdb");
 }

@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A store of its own for each test, and processes to share it with.
+// A store of its own for each test, and short forms of the library's functions.
 #ifndef VXP_TESTS_STORE_FIXTURE_H
 #define VXP_TESTS_STORE_FIXTURE_H
 
 #include "lsqlquery/lsqlquery.h"
 #include "lsqlquery/lsqlstore.h"
+#include "tests/support/support.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <functional>
+#include <filesystem>
+#include <lmdb.h>
 #include <optional>
-#include <string>
-#include <sys/types.h>
-#include <vector>
+
+using testing::AllOf;
+using testing::HasSubstr;
 
 // The name of a field, as the library's functions take it.
 struct Name {
@@ -26,11 +24,14 @@ struct Name {
     const char *qualifierValue = nullptr;
 };
 
+const Name MODEL = {"system", nullptr, "model"};
+
 std::optional<std::string> get(const Name &name);
 
 // The outcome; the error text goes to lastText(), and both ways of telling it are checked to agree.
 int set(const Name &name, const std::string &value);
 int unset(const Name &name);
+int write(const std::vector<lsqlstore_field> &fields, unsigned flags = 0);
 
 int lastCode();
 std::string lastText();
@@ -39,46 +40,22 @@ std::string lastText();
 std::string contents(const char *object = nullptr);
 std::string describe(const lsqlstore_field &field);
 
-// What BODY returns in a forked child, which leaves by _exit; -signal if one killed it. Expectations that fail in the
-// child are printed there and make it return 99.
-int inChild(const std::function<int()> &body);
-pid_t startChild(const std::function<int()> &body);
-int waitFor(pid_t child);
+// The store opened past the library, in a process that does not use the library.
+MDB_env *openPastLibrary(const std::string &folder, unsigned flags = 0);
 
-// The same as root of new user and mount namespaces (a mount namespace alone if we are root); nothing if the machine
-// does not let us.
-std::optional<int> inMountNamespace(const std::function<int()> &body);
-
-// True under user-mode emulation, where mounts, robust locks and timing are not the machine's.
-bool isEmulated();
-
-// Wait until CONDITION holds; false after 20 s.
-bool eventually(const std::function<bool()> &condition);
-
-struct Finished {
-    int code; // exit code, -signal
-    std::string out;
-    std::string err;
-};
-
-// lsqlctl with ARGUMENTS instead of this process. Descriptors are the caller's; returns only if that fails.
-int execCtl(const std::vector<std::string> &arguments);
-
-Finished runCtl(const std::vector<std::string> &arguments, const std::string &input = "");
+int execCtl(const std::vector<std::string> &arguments); // lsqlctl instead of this process, see execute()
+Result runCtl(const std::vector<std::string> &arguments, const std::string &input = "");
 
 class StoreTest : public testing::Test
 {
 protected:
     void SetUp() override;
     void TearDown() override;
+    void removeStore() const; // as rm would, also while it is open
 
-    std::string m_folder; // the store's, empty at first
-
-    std::string dataFile() const { return m_folder + "/data.mdb"; }
+    const TemporaryFolder m_temporary{};
+    const std::string &m_folder = m_temporary.path(); // the store's, empty at first
+    const std::string m_dataFile = m_folder + "/data.mdb";
 };
-
-#define SKIP_IF_EMULATED(why)                                                                                          \
-    if (isEmulated())                                                                                                  \
-    GTEST_SKIP() << "emulated: " << why
 
 #endif
