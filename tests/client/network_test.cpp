@@ -6,7 +6,6 @@
 #include "client/record.h"
 
 #include <atomic>
-#include <gmock/gmock.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -15,17 +14,6 @@ using vxpctl::Record;
 
 namespace
 {
-
-// The devices of one segment: each answers a discovery request.
-Responder::Answers devices(const std::vector<std::string> &names)
-{
-    return [names](const Frame &request) {
-        std::vector<Frame> frames;
-        for (const std::string &name : names)
-            frames.push_back(discoverReply(request, name));
-        return frames;
-    };
-}
 
 std::vector<std::string> values(const std::string &json, const char *pName)
 {
@@ -39,8 +27,8 @@ std::vector<std::string> values(const std::string &json, const char *pName)
 void expectFailure(std::vector<std::string> arguments, int exitCode, const std::string &errorCode)
 {
     arguments.insert(arguments.end(), {"-o", "json"});
-    Program program(arguments);
-    EXPECT_EQ(program.exitCode(), exitCode) << errorCode;
+    Vxpctl program(arguments);
+    EXPECT_EQ(program.status(), exitCode) << errorCode;
     const Record errors = Record::parse(program.out())["errors"];
     EXPECT_EQ(errors.empty() ? "" : errors[0]["code"], errorCode);
 }
@@ -53,11 +41,11 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
         const Frame expected{0xFD, 0xFD, request[2], request[3], 0xA1, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                              0xFF, 0,    0,          0,          0,    0, 0,    2,    0,    0,    0};
         EXPECT_EQ(request, expected);
-        return devices({"Hall", "Attic"})(request);
+        return std::vector<Frame>{discoverReply(request, "Hall"), discoverReply(request, "Attic")};
     });
-    respond("ap1", devices({"Hall", "Yard"})); // one device of the first segment has a foot in this one
-    Program program({"discover", "--timeout", "1", "--tries", "3", "-o", "json"});
-    EXPECT_EQ(program.exitCode(), 0);
+    respond("ap1", {"Hall", "Yard"}); // one device of the first segment has a foot in this one
+    Vxpctl program({"discover", "--timeout", "1", "--tries", "3", "-o", "json"});
+    EXPECT_EQ(program.status(), 0);
     EXPECT_EQ(program.err(), "");
     EXPECT_THAT(values(program.out(), "name"), ElementsAre("Attic", "Hall", "Yard"));
     EXPECT_THAT(values(program.out(), "interfaces"), ElementsAre("[\"mgr0\"]", "[\"mgr0\",\"mgr1\"]", "[\"mgr1\"]"));
@@ -66,10 +54,10 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
 
 TEST_F(NetworkTest, ChoosesInterfacesAndPrintsATable)
 {
-    respond("ap0", devices({"Hall\x1b]0;owned\x07"}));
-    respond("ap1", devices({"Yard"}));
-    Program program({"discover", "-i", "mgr0", "--timeout", "1"});
-    EXPECT_EQ(program.exitCode(), 0);
+    respond("ap0", {"Hall\x1b]0;owned\x07"});
+    respond("ap1", {"Yard"});
+    Vxpctl program({"discover", "-i", "mgr0", "--timeout", "1"});
+    EXPECT_EQ(program.status(), 0);
     EXPECT_EQ(program.out(), "NAME                  MODEL     ADDRESS    MAC                VERSION  DHCP  INTERFACE\n"
                              "Hall\\x1b]0;owned\\x07  EAP-2100  10.1.2.72  02:11:22:33:44:48  4.1.0    off   mgr0\n");
     EXPECT_THAT(program.err(), HasSubstr("1 device answered on 1 interface in 1."));
@@ -90,8 +78,8 @@ TEST_F(NetworkTest, IgnoresWhatDoesNotAnswerItsRequest)
         frames.back().resize(5000, 0xEE);
         return frames;
     });
-    Program program({"discover", "--timeout", "1", "--tries", "1", "-o", "json", "-v"});
-    EXPECT_EQ(program.exitCode(), 0);
+    Vxpctl program({"discover", "--timeout", "1", "--tries", "1", "-o", "json", "-v"});
+    EXPECT_EQ(program.status(), 0);
     EXPECT_THAT(values(program.out(), "name"), ElementsAre("Honest"));
     for (const char *pLine : {"using mgr1 (no IPv4 address)", "asked on mgr1",
                               "2 of another kind, 2 for another request, 1 refused, 2 too short"})
@@ -104,19 +92,19 @@ TEST_F(NetworkTest, AsksForNeighborRecords)
         EXPECT_EQ(request[4], 0xD0);
         return std::vector<Frame>{neighborReply(request, "Yard")};
     });
-    Program program({"neighbors", "--timeout", "1"});
-    EXPECT_EQ(program.exitCode(), 0);
+    Vxpctl program({"neighbors", "--timeout", "1"});
+    EXPECT_EQ(program.status(), 0);
     EXPECT_EQ(program.out(), "NAME  PRODUCT   CATEGORY  ADDRESS    MAC                VERSION  INTERFACE\n"
                              "Yard  WLAN-EAP  AP        10.1.2.89  02:11:22:33:44:59  -        mgr1\n");
 }
 
 TEST_F(NetworkTest, TwoClientsAtOnceBothSeeEverything)
 {
-    respond("ap0", devices({"Hall"}));
+    respond("ap0", {"Hall"});
     const std::vector<std::string> arguments{"discover", "--timeout", "1", "-o", "json"};
-    Program first(arguments), second(arguments);
-    for (Program *pProgram : {&first, &second}) {
-        EXPECT_EQ(pProgram->exitCode(), 0);
+    Vxpctl first(arguments), second(arguments);
+    for (Vxpctl *pProgram : {&first, &second}) {
+        EXPECT_EQ(pProgram->status(), 0);
         EXPECT_THAT(values(pProgram->out(), "name"), ElementsAre("Hall"));
     }
 }
@@ -130,7 +118,7 @@ TEST_F(NetworkTest, SaysWhyThereIsNoResult)
     expectFailure({"watch"}, 2, "usage");
 
     const FileDescriptor selfish(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in replies{AF_INET, htons(62992), {INADDR_ANY}, {}};
+    const sockaddr_in replies = address(62992, INADDR_ANY);
     ASSERT_EQ(bind(selfish.get(), reinterpret_cast<const sockaddr *>(&replies), sizeof replies), 0);
     expectFailure({"discover"}, 8, "port_in_use");
 }
@@ -140,14 +128,14 @@ TEST_F(NetworkTest, InterruptShowsWhatIsThere)
     std::atomic<int> requests = 0;
     respond("ap0", [&](const Frame &request) {
         requests++;
-        return devices({"Hall"})(request);
+        return std::vector<Frame>{discoverReply(request, "Hall")};
     });
     for (const int number : {SIGINT, SIGTERM}) {
         requests = 0;
-        Program program({"discover", "--timeout", "60", "--tries", "10", "-o", "json"});
+        Vxpctl program({"discover", "--timeout", "60", "--tries", "10", "-o", "json"});
         ASSERT_TRUE(eventually([&] { return requests > 1; })) << "the second leaves after the first answer has come";
         program.signal(number);
-        EXPECT_EQ(program.exitCode(), 130);
+        EXPECT_EQ(program.status(), 130);
         EXPECT_THAT(program.out(), HasSubstr("\"interrupted\""));
         EXPECT_THAT(values(program.out(), "name"), ElementsAre("Hall"));
     }
@@ -155,7 +143,7 @@ TEST_F(NetworkTest, InterruptShowsWhatIsThere)
 
 TEST_F(NetworkTest, WatchPrintsAnnouncementsAsTheyCome)
 {
-    Program lines({"watch", "--count", "2", "-o", "jsonl"}), people({"watch"}),
+    Vxpctl lines({"watch", "--count", "2", "-o", "jsonl"}), people({"watch"}),
         one({"watch", "-i", "mgr1", "--count", "1", "-o", "json"});
     ASSERT_TRUE(eventually([&] {
         announce("ap0", announcement("Hall"));
@@ -168,7 +156,7 @@ TEST_F(NetworkTest, WatchPrintsAnnouncementsAsTheyCome)
     EXPECT_EQ(Record::parse(out.substr(0, out.find('\n')))["device"]["serial"], "S-0001");
     EXPECT_THAT(values(one.out(), "name"), ElementsAre("Yard\\x9b"));
     people.signal(SIGINT);
-    EXPECT_EQ(people.exitCode(), 130);
+    EXPECT_EQ(people.status(), 130);
     EXPECT_THAT(people.out(), HasSubstr("  Hall              WLAN-EAP      10.1.2.72        02:11:22:33:44:48"));
     EXPECT_THAT(people.out(), HasSubstr("Yard\\x9b"));
     EXPECT_THAT(people.out(), Not(HasSubstr("Liar")));
