@@ -13,13 +13,8 @@ namespace
 
 std::string keyOf(const char *object, const char *instance, const char *field, const char *qfield, const char *qvalue)
 {
-    std::string key = object;
-    if (instance)
-        key += std::string("/") + instance;
-    key += std::string(" ") + field;
-    if (qfield)
-        key += std::string(" ") + qfield + "=" + qvalue;
-    return key;
+    return object + (instance ? std::string("/") + instance : "") + " " + field +
+           (qfield ? std::string(" ") + qfield + "=" + qvalue : "");
 }
 
 } // namespace

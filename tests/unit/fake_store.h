@@ -4,11 +4,9 @@
 #ifndef VXP_TESTS_UNIT_FAKE_STORE_H
 #define VXP_TESTS_UNIT_FAKE_STORE_H
 
-#include <gtest/gtest.h>
+#include "tests/support/support.h"
 
 #include <map>
-#include <string>
-#include <vector>
 
 struct FakeStore {
     // Keys and log lines: "object[/instance] field[ qfield=qvalue]".

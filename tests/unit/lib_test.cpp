@@ -11,14 +11,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <climits>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <random>
 #include <string>
-#include <vector>
 
 using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;
@@ -35,6 +30,16 @@ TEST(Strings, TrimCutsInPlace)
     char strDots[] = "..a.b..";
     EXPECT_STREQ(strtrim(strDots, "."), "a.b");
     EXPECT_EQ(strtrim(nullptr, nullptr), nullptr);
+}
+
+TEST(Strings, WordsAreSplitWithoutEmptyOnes)
+{
+    char strText[] = "  a bc   d ";
+    char *pRest = strText;
+    EXPECT_STREQ(strsep_ex(&pRest, " "), "a");
+    EXPECT_STREQ(strsep_ex(&pRest, nullptr), "bc");
+    EXPECT_STREQ(strsep_ex(&pRest, " "), "d");
+    EXPECT_EQ(strsep_ex(&pRest, " "), nullptr);
 }
 
 TEST(Strings, BackSlashesRotateThroughFourBuffersAndStayInside)
@@ -59,21 +64,21 @@ TEST(Numbers, WholeTextOrNothing)
         int iError;
         const char *strPrinted;
     };
-    for (const Case &c : {
-             Case{"0x1F", 31, 0, ""},
-             Case{"010", 10, 0, ""},
-             Case{"", 0, 0, ""},
-             Case{"18446744073709551615", UINT64_MAX, 0, ""},
-             Case{"18446744073709551616", 0, ERANGE, ""},
-             Case{"12abc", 0, EINVAL, "str2ull: input string, 12abc, is invalid\n"},
-             Case{"0X1F", 0, EINVAL, "str2ull: input string, 0X1F, is invalid\n"},
-             Case{nullptr, 0, EINVAL, "str2ull: input string is NULL\n"},
-         }) {
-        SCOPED_TRACE(c.strText ? c.strText : "null");
+    const Case cases[] = {
+        {"0x1F", 31, 0, ""},
+        {"010", 10, 0, ""},
+        {"", 0, 0, ""},
+        {"18446744073709551615", UINT64_MAX, 0, ""},
+        {"18446744073709551616", 0, ERANGE, ""},
+        {"12abc", 0, EINVAL, "str2ull: input string, 12abc, is invalid\n"},
+        {"0X1F", 0, EINVAL, "str2ull: input string, 0X1F, is invalid\n"},
+        {nullptr, 0, EINVAL, "str2ull: input string is NULL\n"},
+    };
+    for (const Case &c : cases) {
         errno = ENOENT;
         CaptureStdout();
         EXPECT_EQ(str2ull(c.strText), c.uValue);
-        EXPECT_EQ(errno, c.iError);
+        EXPECT_EQ(errno, c.iError) << c.uValue << c.strPrinted;
         EXPECT_EQ(GetCapturedStdout(), c.strPrinted);
     }
     EXPECT_EQ(str2ll("-9223372036854775808"), INT64_MIN);
@@ -107,22 +112,10 @@ TEST(Numbers, OctetsReadAsScanfReadsThem)
 {
     std::mt19937 random(1);
     const std::string strAlphabet = "0123456789abcfgF.:-+ 01:.:."; // no x: after "0x" the C libraries differ
-    std::vector<std::string> texts = {"192.168.0.50",
-                                      "010.300.1.x",
-                                      "1.2.x.4",
-                                      "1.2.3",
-                                      " 1. 2.\t3.4",
-                                      "-1.+2.3.4",
-                                      "1..2.3",
-                                      "256.257.-5.9",
-                                      "1.2.3.4.5",
-                                      "00:1f:a4:Ff:0:9",
-                                      "1:2:3:4:5:6:7",
-                                      "001f:a4",
-                                      "0x1:2:3:4:5:6",
-                                      "-1:+2:- 3:4",
-                                      "",
-                                      "."};
+    std::vector<std::string> texts = {"192.168.0.50",  "010.300.1.x",     "1.2.x.4",   "1.2.3",
+                                      " 1. 2.\t3.4",   "-1.+2.3.4",       "1..2.3",    "",
+                                      "256.257.-5.9",  "00:1f:a4:Ff:0:9", "001f:a4",   "1:2:3:4:5:6:7",
+                                      "0x1:2:3:4:5:6", "-1:+2:- 3:4",     "1.2.3.4.5", "."};
     for (int i = 0; i < 3000; i++) {
         std::string strText;
         for (unsigned long uLength = random() % 24; uLength > 0; uLength--)
@@ -142,24 +135,16 @@ TEST(Numbers, OctetsReadAsScanfReadsThem)
 
 TEST(Base64, DecodesWhatTheFilterDecodes)
 {
-    struct Case {
-        std::string strText;
-        int iResult;
-        std::string strDecoded;
-    };
-    for (const Case &c : {
-             Case{"c3lzb3A=", 0, "sysop"},
-             Case{"", 0, ""},
-             Case{"!!!!", 0, ""},
-             Case{std::string(1022, 'A'), 0, ""},
-             Case{std::string(1023, 'A'), -1, ""},
-         }) {
-        SCOPED_TRACE(c.strText);
+    const auto decode = [](const std::string &strText) {
         char strOut[64];
-        memset(strOut, 'x', sizeof strOut);
-        EXPECT_EQ(base64_decode(strOut, c.strText.c_str()), c.iResult);
-        EXPECT_EQ(strOut, c.strDecoded);
-    }
+        std::fill_n(strOut, sizeof strOut, 'x');
+        const int iResult = base64_decode(strOut, strText.c_str());
+        return std::pair{iResult, std::string(strOut)};
+    };
+    EXPECT_EQ(decode("c3lzb3A="), (std::pair{0, std::string("sysop")}));
+    for (const std::string &strNothing : {std::string(), std::string("!!!!"), std::string(1022, 'A')})
+        EXPECT_EQ(decode(strNothing), (std::pair{0, std::string()})) << strNothing;
+    EXPECT_EQ(decode(std::string(1023, 'A')), (std::pair{-1, std::string()}));
     char strFour[4];
     EXPECT_EQ(base64_decode(strFour, "c3lzb3A="), 0);
     EXPECT_EQ(std::string(strFour, 4), "syso") << "at most the size given, then without a NUL";
@@ -171,11 +156,9 @@ TEST(KeyPath, KeepsNothing)
     EXPECT_EQ(dbSetStr("value", "/system/%s", "ddns"), 1);
     EXPECT_EQ(dbGetStr(strValue, "/system/%s", "ddns"), 1);
     EXPECT_STREQ(strValue, "preset");
-    EXPECT_EQ(dbSetULL(UINT64_MAX, "/a"), 0);
-    EXPECT_EQ(dbSetLL(INT64_MIN, "/a"), 0);
+    EXPECT_EQ(dbSetULL(UINT64_MAX, "/a") | dbSetLL(INT64_MIN, "/a") | dbSetPercent(50), 0);
     EXPECT_EQ(dbGetULL("/a"), 0u);
     EXPECT_EQ(dbGetLL("/%s", std::string(5000, 'k').c_str()), 0);
-    EXPECT_EQ(dbSetPercent(50), 0);
     EXPECT_EQ(dbGetPercent() | dbGetVolumeCount() | dbGetDiskCount(), 0);
     EXPECT_EQ(dbQueryVolumeEx("/Volume_1"), -1);
 }
@@ -192,23 +175,16 @@ TEST(MountCheck, OnlyTheTopLevelFolderCounts)
 
 TEST(Debug, ExpandsOnce)
 {
-    struct Case {
-        int iLevel;
-        std::string strArgument;
-        std::string strPrinted;
-    };
-    for (const Case &c : {
-             Case{0, "silent", ""},
-             Case{1, "a", "vxpd: <a>\n"},
-             Case{1, "100%% %n%s%5$n %", "vxpd: <100% %n%s%5$n %>\n"},
-             Case{2, std::string(2000, 'x'), "vxpd: <" + std::string(1016, 'x')},
-         }) {
-        g_iDebug = c.iLevel;
+    const auto printed = [](int iLevel, const std::string &strArgument) {
+        g_iDebug = iLevel;
         CaptureStderr();
-        sysDebug("<%s>\n", c.strArgument.c_str());
-        EXPECT_EQ(GetCapturedStderr(), c.strPrinted);
-    }
-    g_iDebug = 0;
+        sysDebug("<%s>\n", strArgument.c_str());
+        g_iDebug = 0;
+        return GetCapturedStderr();
+    };
+    EXPECT_EQ(printed(0, "silent"), "");
+    EXPECT_EQ(printed(1, "100%% %n%s%5$n %"), "vxpd: <100% %n%s%5$n %>\n");
+    EXPECT_EQ(printed(2, std::string(2000, 'x')), "vxpd: <" + std::string(1016, 'x'));
 }
 
 TEST(AssertionDeathTest, NamesExpressionSourceAndFunction)

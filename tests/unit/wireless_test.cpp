@@ -3,101 +3,75 @@
 
 #include "sys/wireless.h"
 
-#include <gmock/gmock.h>
-
-#include <functional>
-
-class Wireless : public StoreTest
-{
-};
+using Wireless = StoreTest;
 
 TEST_F(Wireless, MapsBandsAndNetworksToTheStore)
 {
     using Log = std::vector<std::string>;
-    using Values = std::map<std::string, std::string>;
+    constexpr int G2 = BAND_2G, G5 = BAND_5G, NONE = BAND_OTHER;
     char strOut[16];
     uint8_t ucBand;
     struct Case {
-        const char *strWhat;
-        Values values;
+        const char *strWhat, *strSecurity; // of both primary networks
         std::function<int()> call;
         Log log;
     };
     const auto setKey = [](int iBand) { return [iBand] { return sysSetSecurityPWD("key", 0, iBand); }; };
-    const auto setting = [](const char *str, int iVAP, int iBand) {
+    const auto set = [](const char *str, int iVAP, int iBand) {
         return [=] { return sysSetSecuritySetting(str, iVAP, iBand); };
     };
-    for (const Case &c : {
-             Case{"SSID", {}, [] { return sysSetSSID("guest", 3, BAND_2G); }, {"set interface/wlan1vap3 ssid=guest"}},
-             Case{"SSID of the primary network",
-                  {},
-                  [] { return sysSetSSID("guest", 0, BAND_5G); },
-                  {"set interface/wlan0 ssid=guest"}},
-             Case{"empty SSID", {}, [] { return sysSetSSID("", 0, BAND_5G); }, {}},
-             Case{"SSID of no band", {}, [] { return sysSetSSID("guest", 0, BAND_OTHER); }, {}},
-             Case{"get SSID of no band", {}, [&] { return sysGetSSID(strOut, 0, -1); }, {}},
-             Case{"VLAN", {}, [] { return sysSetVLANID("12", 7, BAND_2G); }, {"set vap/vap7 vlan-id radio=wlan1=12"}},
-             Case{"empty VLAN", {}, [] { return sysSetVLANID("", 7, BAND_2G); }, {}},
-             Case{"VLAN of no band", {}, [] { return sysSetVLANID("12", 7, BAND_OTHER); }, {}},
-             Case{"get VLAN",
-                  {},
-                  [&] { return sysGetVLANID(strOut, 0, BAND_5G); },
-                  {"get vap/vap0 vlan-id radio=wlan0"}},
-             Case{"radio on", {}, [] { return sysSetBandSetting(BAND_2G); }, {"set radio/wlan1 status=up"}},
-             Case{"no radio", {}, [] { return sysSetBandSetting(BAND_OTHER); }, {}},
-             Case{"get band", {}, [&] { return sysGetBandSetting(&ucBand, BAND_OTHER); }, {}},
-             Case{"WPA2 personal",
-                  {},
-                  setting("4", 2, BAND_2G),
-                  {"set interface/wlan1vap2 security=wpa-personal", "set bss/wlan1bssvap2 wpa-allowed=off",
-                   "set bss/wlan1bssvap2 wpa2-allowed=on"}},
-             Case{"WPA enterprise",
-                  {},
-                  setting("3", 0, BAND_5G),
-                  {"set interface/wlan0 security=wpa-enterprise", "set bss/wlan0bssvap0 wpa-allowed=on",
-                   "set bss/wlan0bssvap0 wpa2-allowed=off"}},
-             Case{"WEP, no band is wlan0",
-                  {},
-                  setting("1", 1, BAND_OTHER),
-                  {"set interface/wlan0vap1 security=static-wep"}},
-             Case{"open", {}, setting("6", 0, BAND_2G), {"set interface/wlan1 security=plain-text"}},
-             Case{"setting 0", {}, setting("0", 0, BAND_2G), {}},
-             Case{"setting 7", {}, setting("7", 0, BAND_2G), {}},
-             Case{"setting -1", {}, setting("-1", 0, BAND_2G), {}},
-             Case{"no number", {}, setting("wpa", 0, BAND_2G), {}},
-             Case{"WPA key",
-                  {{"interface/wlan1 security", "wpa-personal"}},
-                  setKey(BAND_2G),
-                  {"get interface/wlan1 security", "set interface/wlan1 wpa-personal-key=key"}},
-             Case{"WEP key, no band is wlan0",
-                  {{"interface/wlan0 security", "static-wep"}, {"interface/wlan0 wep-default-key", "3"}},
-                  setKey(BAND_OTHER),
-                  {"get interface/wlan0 security", "get interface/wlan0 wep-default-key",
-                   "set interface/wlan0 wep-key-3=key"}},
-             Case{"WEP key without default",
-                  {{"interface/wlan0 security", "static-wep"}},
-                  setKey(9),
-                  {"get interface/wlan0 security", "get interface/wlan0 wep-default-key",
-                   "set interface/wlan0 wep-key-=key"}},
-             Case{"enterprise has no key",
-                  {{"interface/wlan0 security", "wpa-enterprise"}},
-                  setKey(BAND_5G),
-                  {"get interface/wlan0 security"}},
-             Case{"get setting",
-                  {{"interface/wlan0 security", "wpa-personal"}},
-                  [&] { return sysGetSecuritySetting(strOut, 0, BAND_5G); },
-                  {"get interface/wlan0 security", "get bss/wlan0bssvap0 wpa-allowed",
-                   "get bss/wlan0bssvap0 wpa2-allowed"}},
-             Case{"get setting, WEP",
-                  {{"interface/wlan0 security", "static-wep"}},
-                  [&] { return sysGetSecuritySetting(strOut, 0, BAND_5G); },
-                  {"get interface/wlan0 security"}},
-         }) {
+    const auto getSetting = [&] { return sysGetSecuritySetting(strOut, 0, G5); };
+    const auto security = [](const std::string &strInterface, const char *strMode) {
+        return "set interface/" + strInterface + " security=" + strMode;
+    };
+    const std::string strGet = "get interface/wlan0 security", strGet1 = "get interface/wlan1 security";
+    const std::string strGetDefault = "get interface/wlan0 wep-default-key", strSet0 = "set interface/wlan0 ";
+    const std::string strBSS = "set bss/wlan1bssvap2 wpa", strBSS0 = "set bss/wlan0bssvap0 wpa";
+    const Log wpa = {strGet, "get bss/wlan0bssvap0 wpa-allowed", "get bss/wlan0bssvap0 wpa2-allowed"};
+    const Case cases[] = {
+        {"SSID", "", [] { return sysSetSSID("guest", 3, G2); }, {"set interface/wlan1vap3 ssid=guest"}},
+        {"primary SSID", "", [] { return sysSetSSID("guest", 0, G5); }, {strSet0 + "ssid=guest"}},
+        {"empty SSID", "", [] { return sysSetSSID("", 0, G5); }, {}},
+        {"SSID of no band", "", [] { return sysSetSSID("guest", 0, NONE); }, {}},
+        {"get SSID of no band", "", [&] { return sysGetSSID(strOut, 0, -1); }, {}},
+        {"VLAN", "", [] { return sysSetVLANID("12", 7, G2); }, {"set vap/vap7 vlan-id radio=wlan1=12"}},
+        {"empty VLAN", "", [] { return sysSetVLANID("", 7, G2); }, {}},
+        {"VLAN of no band", "", [] { return sysSetVLANID("12", 7, NONE); }, {}},
+        {"get VLAN", "", [&] { return sysGetVLANID(strOut, 0, G5); }, {"get vap/vap0 vlan-id radio=wlan0"}},
+        {"radio on", "", [] { return sysSetBandSetting(G2); }, {"set radio/wlan1 status=up"}},
+        {"no radio", "", [] { return sysSetBandSetting(NONE); }, {}},
+        {"get band", "", [&] { return sysGetBandSetting(&ucBand, NONE); }, {}},
+        {"WPA2",
+         "",
+         set("4", 2, G2),
+         {security("wlan1vap2", "wpa-personal"), strBSS + "-allowed=off", strBSS + "2-allowed=on"}},
+        {"WPA",
+         "",
+         set("3", 0, G5),
+         {security("wlan0", "wpa-enterprise"), strBSS0 + "-allowed=on", strBSS0 + "2-allowed=off"}},
+        {"WEP, no band is wlan0", "", set("1", 1, NONE), {security("wlan0vap1", "static-wep")}},
+        {"open", "", set("6", 0, G2), {security("wlan1", "plain-text")}},
+        {"setting 0", "", set("0", 0, G2), {}},
+        {"setting 7", "", set("7", 0, G2), {}},
+        {"setting -1", "", set("-1", 0, G2), {}},
+        {"no number", "", set("wpa", 0, G2), {}},
+        {"WPA key", "wpa-personal", setKey(G2), {strGet1, "set interface/wlan1 wpa-personal-key=key"}},
+        {"WEP key, no band is wlan0", "static-wep", setKey(NONE), {strGet, strGetDefault, strSet0 + "wep-key-3=key"}},
+        {"enterprise has no key", "wpa-enterprise", setKey(G5), {strGet}},
+        {"get setting", "wpa-personal", getSetting, wpa},
+        {"get setting, WEP", "static-wep", getSetting, {strGet}},
+    };
+    for (const Case &c : cases) {
         g_fakeStore = {};
-        g_fakeStore.values = c.values;
+        g_fakeStore.values = {{"interface/wlan0 security", c.strSecurity},
+                              {"interface/wlan1 security", c.strSecurity},
+                              {"interface/wlan0 wep-default-key", "3"}};
         EXPECT_EQ(c.call(), 0);
         EXPECT_EQ(g_fakeStore.takeLog(), c.log) << c.strWhat;
     }
+    g_fakeStore.values = {{"interface/wlan0 security", "static-wep"}};
+    sysSetSecurityPWD("key", 0, 9);
+    EXPECT_EQ(g_fakeStore.takeLog(), (Log{strGet, strGetDefault, strSet0 + "wep-key-=key"})) << "no default key";
 }
 
 TEST_F(Wireless, GettersLeaveDefaultsAlone)
@@ -114,13 +88,12 @@ TEST_F(Wireless, GettersLeaveDefaultsAlone)
     EXPECT_STREQ(strKey, "kkkkkkkkkkkkkkk");
     EXPECT_EQ(sysGetSecuritySetting(strSetting, 1, BAND_5G), 0);
     EXPECT_STREQ(strSetting, "set");
-    for (const auto &[iBand, ucExpected] : {std::pair{0, 0}, {1, 1}, {2, 9}}) {
+    const auto band = [](int iBand) {
         uint8_t ucBand = 9;
         EXPECT_EQ(sysGetBandSetting(&ucBand, iBand), 0);
-        EXPECT_EQ(ucBand, ucExpected);
-    }
+        return ucBand;
+    };
+    EXPECT_THAT((std::vector{band(BAND_2G), band(BAND_5G), band(BAND_OTHER)}), testing::ElementsAre(0, 1, 9));
     g_fakeStore.values["radio/wlan1 mode"] = "n-only-a";
-    uint8_t ucBand = 9;
-    sysGetBandSetting(&ucBand, BAND_2G);
-    EXPECT_EQ(ucBand, 9);
+    EXPECT_EQ(band(BAND_2G), 9);
 }
