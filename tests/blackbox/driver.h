@@ -55,8 +55,8 @@ struct Device {
     std::string strInterface = "brtrunk";
     bool bManagerUp = true;                 // "/var/run/vxman.pid" is there
     std::optional<Bytes> savedAddress = {}; // "/etc/reserved_IP"
-    std::string strLibraries = "";          // in place of VXP_LIB
     bool bLinkUp = true;
+    bool bRecorded = false; // with the store library of recording_store.cpp, which takes the settings; no lsqlctl then
 };
 
 class AccessPoint
@@ -74,11 +74,13 @@ public:
     int awaitExit();                                       // the daemon is meant to end: its status
     Result run(const std::string &strCommand) const;       // in a shell inside
     Result inNetwork(const std::string &strCommand) const; // out here, in its network namespace: ip works
-    void store(const Settings &settings) const;            // write fields, also while the daemon runs
+    // Write fields, also while the daemon runs. A recorded store then holds these and no others.
+    void store(const Settings &settings) const;
     std::string stored(const std::string &strField) const;
 
 private:
     std::string m_strFolder;
+    bool m_bRecorded;
     pid_t m_iProcess = -1;
 };
 

@@ -75,7 +75,8 @@ bool isDaemonBigEndian()
     return readFile(environment("VXP_BIN", VXP_BUILD_BIN) + "/vxpd").at(EI_DATA) == 2;
 }
 
-AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolder("/dev/shm/" + strName)
+AccessPoint::AccessPoint(std::string strName, const Device &device)
+    : m_strFolder("/dev/shm/" + strName), m_bRecorded(device.bRecorded)
 {
     std::filesystem::remove_all(m_strFolder); // an earlier one's of this name
     for (const char *strFolder : {"/etc", "/run", "/tmp"})
@@ -84,14 +85,16 @@ AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolde
         writeFile(m_strFolder + "/run/vxman.pid", "");
     if (device.savedAddress)
         writeFile(m_strFolder + "/etc/reserved_IP", *device.savedAddress);
-    writeFile(m_strFolder + "/tmp/start", writeCommands(device.settings) + device.strBefore + "\nexec vxpd " +
-                                              device.strOptions + " " + device.strOutput + "\n");
+    if (m_bRecorded)
+        store(device.settings);
+    writeFile(m_strFolder + "/tmp/start", (m_bRecorded ? "" : writeCommands(device.settings)) + device.strBefore +
+                                              "\nexec vxpd " + device.strOptions + " " + device.strOutput + "\n");
 
     std::vector<std::string> words = {SCRIPTS + "access-point", "--hold", "--dir", m_strFolder, "--attach", BRIDGE};
-    const std::string strLibraries = environment("VXP_LIB", VXP_BUILD_LIB);
+    const std::string strLibraries = environment("VXP_LIB", VXP_BUILD_LIB) + (m_bRecorded ? "/recording" : "");
     words.insert(words.end(), {"--interface", device.strInterface, "--address", "192.168.77.10/24"});
     words.insert(words.end(), {"--mac", "02:4b:65:73:74:01", "--bin", environment("VXP_BIN", VXP_BUILD_BIN)});
-    words.insert(words.end(), {"--lib", device.strLibraries.empty() ? strLibraries : device.strLibraries});
+    words.insert(words.end(), {"--lib", strLibraries});
     if (isEmulated())
         words.insert(words.end(), {"--emulator", getenv("VXP_EMULATOR"), "--sysroot", environment("VXP_SYSROOT", "")});
     words.insert(words.end(), {"--", "sh", "/tmp/start"});
@@ -106,7 +109,8 @@ AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolde
 AccessPoint::~AccessPoint()
 {
     const std::string strErr = err();
-    for (const char *strReport : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:"})
+    for (const char *strReport :
+         {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "WARNING: ThreadSanitizer", "runtime error:"})
         EXPECT_THAT(strErr, testing::Not(testing::HasSubstr(strReport)));
     if (m_iProcess == -1)
         return;
@@ -146,6 +150,16 @@ Result AccessPoint::inNetwork(const std::string &strCommand) const
 
 void AccessPoint::store(const Settings &settings) const
 {
+    if (m_bRecorded) {
+        std::string strLines;
+        for (const auto &[strKey, value] : settings)
+            if (value)
+                strLines += strKey + "\t" + *value + "\n";
+        const std::string strFile = m_strFolder + "/etc/recorded_store.new";
+        writeFile(strFile + "er", strLines);
+        std::filesystem::rename(strFile + "er", strFile);
+        return;
+    }
     const Result result = run("set -e\n" + writeCommands(settings));
     if (result.iStatus != 0)
         throw std::runtime_error("lsqlctl: " + result.strErr);

@@ -145,10 +145,11 @@ TEST_F(BlackboxReplies, NetworkStatusWithoutBridge)
 TEST_F(BlackboxReplies, SupportedFunctions)
 {
     start();
-    const Bytes list = hex("c9 00  d0 00  00 00"); // what is served beyond a1 to a5
-    EXPECT_TRUE(same(hex("ee fe  03 00  a5 00  02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00  06 00") + list,
+    const Bytes list = hex("a6 00 a7 00 aa 00 ab 00 ac 00 ad 00 c0 00 c9 00 d0 00 d1 00 d2 00 d4 00 d8 00"
+                           "00 01 01 01 02 01 03 01  00 00"); // what is served beyond a1 to a5
+    EXPECT_TRUE(same(hex("ee fe  03 00  a5 00  02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00  24 00") + list,
                      ask(request(0xA5, 3, CREDENTIALS))));
-    EXPECT_TRUE(same(hex("ee fe  03 00  a5 00  ff ff ff ff ff ff  00 00 00 00  00 00  02 00  06 00") + list,
+    EXPECT_TRUE(same(hex("ee fe  03 00  a5 00  ff ff ff ff ff ff  00 00 00 00  00 00  02 00  24 00") + list,
                      ask(request(0xA5, 3, CREDENTIALS, ALL, TO_ALL))));
 }
 

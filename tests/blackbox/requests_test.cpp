@@ -142,7 +142,7 @@ TEST_F(BlackboxRequests, Credentials)
         bUsual = login.stored.empty();
         const Bytes answer = ask(request(0xA5, 9, login.body));
         EXPECT_EQ(word(answer, 16), login.outcome);
-        EXPECT_EQ(answer.size(), login.outcome == ACCEPTED ? 28u : 22u);
+        EXPECT_EQ(answer.size(), login.outcome == ACCEPTED ? 58u : 22u);
     }
 }
 
