@@ -27,7 +27,10 @@ using vxpctl::FileDescriptor;
 
 struct Vxpctl : Program {
     explicit Vxpctl(std::vector<std::string> words)
-        : Program([&] { return words.insert(words.begin(), VXPCTL), execute(words); })
+        : Program([&] {
+              words.insert(words.begin(), VXPCTL);
+              return execute(words);
+          })
     {
     }
 };

@@ -61,28 +61,13 @@ TEST(Wire, OnlyTheAnswerToTheRequestCounts)
 TEST(Wire, DiscoveryReplyFieldByField)
 {
     Frame frame = discoverReply(request, "Hall \xC3\x84");
-    for (const auto &[offset, pBytes] :
-         std::vector<std::pair<std::size_t, const char *>>{{0, "Kestra AP"},
-                                                           {64, "WLAN-EAP"},
-                                                           {192, "\x02"},
-                                                           {194, "\x01\x02\x03\x04"},
-                                                           {272, "\x50"},
-                                                           {275, "\x01"},
-                                                           {276, "\xFF\xFF\xFF"},
-                                                           {280, "\x0A\x01\x02\x01"},
-                                                           {288, "\x08\x08\x04\x04"},
-                                                           {293, "20240229235959"},
-                                                           {311, "\x01"},
-                                                           {312, "AP"},
-                                                           {344, "A1"},
-                                                           {408, "LAN1LAN1"}, // fills its field: no NUL
-                                                           {416, "\xFE\x80"},
-                                                           {432, "\x0A"},
-                                                           {433, "\xFE\x81"},
-                                                           {449, "\xFD"},
-                                                           {481, "\x01"},
-                                                           {482, "\x07"}})
-        put(frame, offset, pBytes);
+    const auto text = [](std::string bytes, std::size_t size) { return bytes.resize(size), bytes; };
+    put(frame, 0, text("Kestra AP", 64) + "WLAN-EAP");
+    put(frame, 192, text("\x02", 2) + "\x01\x02\x03\x04");
+    put(frame, 272, text("\x50", 3) + text("\x01\xFF\xFF\xFF", 5) + text("\x0A\x01\x02\x01", 8) + "\x08\x08\x04\x04");
+    put(frame, 293, text("20240229235959", 18) + "\x01" + text("AP", 32) + text("A1", 64));
+    put(frame, 408, "LAN1LAN1" + text("\xFE\x80", 16) + "\x0A" + text("\xFE\x81", 16)); // the alias has no NUL
+    put(frame, 449, text("\xFD", 32) + "\x01\x07");
     EXPECT_EQ(decode(bodyFormat<DiscoverReply>, frame), Record::parse(R"({
         "mac": "02:11:22:33:44:48", "ip": "10.1.2.72", "name": "Hall Ä", "product": "WLAN-EAP", "category": "AP",
         "version": "4.1.0", "alias": "LAN1LAN1", "mask": "255.255.255.0", "ipv6": "fe80::", "brand": "Kestra AP",

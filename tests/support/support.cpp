@@ -161,10 +161,9 @@ bool enterNamespaces(int iFlags)
         return true;
     if (unshare(CLONE_NEWUSER | iFlags) != 0)
         return false;
-    writeFile("/proc/self/setgroups", "deny");
-    writeFile("/proc/self/uid_map", "0 " + strUser + " 1");
-    writeFile("/proc/self/gid_map", "0 " + strGroup + " 1");
-    return true;
+    return (std::ofstream("/proc/self/setgroups") << "deny" << std::flush) &&
+           (std::ofstream("/proc/self/uid_map") << "0 " << strUser << " 1" << std::flush) &&
+           (std::ofstream("/proc/self/gid_map") << "0 " << strGroup << " 1" << std::flush);
 }
 
 bool isEmulatedHere()
