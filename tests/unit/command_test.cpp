@@ -24,7 +24,11 @@ protected:
     TemporaryFolder m_folder{};
     const std::string m_strOut = m_folder.path() + "/out";
 
-    void SetUp() override { setenv("OUT", m_strOut.c_str(), 1); }
+    void SetUp() override
+    {
+        setenv("OUT", m_strOut.c_str(), 1);
+        setvbuf(stdout, nullptr, _IOLBF, 0); // as the daemon's is: a child's end repeats nothing
+    }
 };
 
 bool hasChildren()
