@@ -6,34 +6,54 @@
 
 #include "client/exit_code.h"
 #include "client/log.h"
+#include "client/options.h"
 #include "client/writer.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace vxpctl
 {
 
-struct Options {
-    Format format = Format::table;
-    bool verbose = false;
-    std::vector<std::string> interfaces{}; // none named: all that can be used
-    double timeout = 0;                    // seconds; 0 = no limit
-    int tries = 0;
-    unsigned long count = 0; // 0 = no limit
+// An option of one command alone; its value arrives in Options::values under its name.
+struct Setting {
+    std::string name;                   // with its dashes
+    std::string valueName;              // empty: a switch without a value
+    std::string help;                   // a line
+    std::vector<std::string> choices{}; // empty: any value
+    bool required = false;
+};
+
+enum class CommandKind {
+    survey, // asks everybody
+    listen, // sends nothing
+    device, // asks the devices that the command line names
 };
 
 struct Command {
-    View view; // view.command is the name
+    View view; // view.command is the name; "wireless get" is the command get of the group wireless
     std::string summary;
     std::string description;
-    Options defaults; // tries 0: the command sends nothing, and has --count instead
-    ExitCode (*run)(const Options &, Writer &, const Log &);
+    Options defaults;
+    std::function<ExitCode(const Options &, Writer &, const Log &)> run;
+    CommandKind kind = CommandKind::survey;
+    std::vector<Setting> settings{};
 };
 
 Command discoverCommand();
 Command neighborsCommand();
 Command watchCommand();
+std::vector<Command> identityCommands(); // show, status, functions
+std::vector<Command> networkCommands();
+std::vector<Command> passwordCommands();
+std::vector<Command> clockCommands(); // time, ddns
+std::vector<Command> wirelessCommands();
+std::vector<Command> serviceCommands(); // vlan, snmp
+std::vector<Command> powerCommands();   // save, reboot, reset
+
+// All of them, in the order of the help.
+std::vector<Command> allCommands();
 
 // Runs a command and shows what comes of it, failures included.
 ExitCode runCommand(const Command &command, const Options &options, std::ostream &out, std::ostream &err);

@@ -8,6 +8,7 @@
 #define VXP_CLIENT_DECODE_H
 
 #include "client/record.h"
+#include "daemon/message.h"
 #include "req_func/bodies.h"
 
 #include <cstddef>
@@ -20,6 +21,19 @@ namespace vxpctl
 Record toRecord(const DiscoverReply &body);
 Record toRecord(const NeighborReply &body);
 Record toRecord(const AnnouncementBody &body);
+Record toRecord(const UserVerifyReply &body);
+Record toRecord(const NetStatusReply &body);
+Record toRecord(const SetBasicInfoRequest &body);
+Record toRecord(const ChangeAdminRequest &body);
+Record toRecord(const DateTimeBody &body);
+Record toRecord(const NetAdvancedBody &body);
+Record toRecord(const MultiSSID_Request &body);
+Record toRecord(const MultiSSID_Reply &body);
+Record toRecord(const VLAN_Request &body);
+Record toRecord(const SNMP_Request &body);
+Record toRecord(const TransferHead &body);
+Record toRecord(const TransferReply &body);
+Record toRecord(const status_t &body);
 
 // How to read one kind of body out of a datagram.
 struct BodyFormat {

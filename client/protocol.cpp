@@ -3,12 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <random>
 
 namespace vxpctl
-{
-namespace
 {
 
 std::optional<message_t> readHeader(Bytes datagram)
@@ -20,8 +17,6 @@ std::optional<message_t> readHeader(Bytes datagram)
     message_to_CPU(&header);
     return header;
 }
-
-} // namespace
 
 RequestBytes makeBroadcastRequest(std::uint16_t uOP_Code, std::uint16_t uReqTag)
 {
@@ -35,6 +30,25 @@ RequestBytes makeBroadcastRequest(std::uint16_t uOP_Code, std::uint16_t uReqTag)
     message_to_LE(&header);
     RequestBytes bytes;
     std::memcpy(bytes.data(), &header, sizeof header);
+    return bytes;
+}
+
+std::vector<std::uint8_t> makeRequest(std::uint16_t uOP_Code, std::uint16_t uReqTag, const std::uint8_t *pMAC,
+                                      const std::uint8_t *pIP, Bytes body)
+{
+    message_t header{};
+    header.uID = VXP_ID_REQUEST;
+    header.uReqTag = uReqTag;
+    header.uOP_Code = uOP_Code;
+    std::memcpy(header.ucMAC, pMAC, sizeof header.ucMAC);
+    std::memcpy(header.ucIP, pIP, sizeof header.ucIP);
+    header.uFlag = VXP_TO_ONE;
+    header.uVersion = VXP_VERSION;
+    header.uBodyLen = static_cast<std::uint16_t>(body.size());
+    message_to_LE(&header);
+    std::vector<std::uint8_t> bytes(sizeof header + body.size());
+    std::memcpy(bytes.data(), &header, sizeof header);
+    std::copy(body.begin(), body.end(), bytes.begin() + sizeof header);
     return bytes;
 }
 

@@ -9,8 +9,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace vxpctl
 {
@@ -20,6 +22,13 @@ using RequestBytes = std::array<std::uint8_t, sizeof(message_t)>;
 
 // A request without a body to every device, in wire order.
 RequestBytes makeBroadcastRequest(std::uint16_t uOP_Code, std::uint16_t uReqTag);
+
+// A request to the one device that has both addresses.
+std::vector<std::uint8_t> makeRequest(std::uint16_t uOP_Code, std::uint16_t uReqTag, const std::uint8_t *pMAC,
+                                      const std::uint8_t *pIP, Bytes body);
+
+// The header in host order; nothing when the datagram is too short to have one.
+std::optional<message_t> readHeader(Bytes datagram);
 
 // A tag that requests of other clients are unlikely to carry; never 0, which announcements have.
 std::uint16_t randomTag();

@@ -29,11 +29,11 @@ ExitCode runGuarded(const Command &command, const Options &options, Writer &writ
 
 ExitCode runCommand(const Command &command, const Options &options, std::ostream &out, std::ostream &err)
 {
-    const Log log(options.verbose ? &err : nullptr);
-    const auto writer = makeWriter(options.format, command.view, out, err);
+    const Log log(options.verbose || options.trace ? &err : nullptr, options.trace ? &err : nullptr);
+    const auto writer = makeWriter(options.format, command.view, options.selection, out, err);
     const ExitCode code = runGuarded(command, options, *writer, log);
-    writer->finish();
-    return code;
+    const ExitCode output = writer->finish();
+    return code == ExitCode::done ? output : code;
 }
 
 } // namespace vxpctl

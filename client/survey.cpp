@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr double gapGrowth = 1.5;
+constexpr auto stragglers = std::chrono::milliseconds(150);
 
 const char *sendHint(int error)
 {
@@ -44,13 +45,16 @@ Survey::Survey(const Query &query, const std::vector<Interface> &interfaces, con
     }
 }
 
-bool Survey::run(Clock::duration total, int tries)
+bool Survey::run(Clock::duration total, int tries, const std::function<bool()> &enough)
 {
     const Interrupt interrupt;
+    m_enough = enough;
     const auto start = Clock::now();
     for (const auto offset : sendTimes(total, tries)) {
         if (!gather(start + offset, interrupt))
             return false;
+        if (m_end)
+            return true;
         ask();
     }
     return gather(start + total, interrupt);
@@ -62,6 +66,7 @@ void Survey::ask()
     for (Outlet &outlet : m_outlets) {
         outlet.error = m_socket.broadcast(request, VXP_REQUEST_PORT, outlet.interface.index);
         outlet.sent |= outlet.error == 0;
+        m_log.datagram("to", request, outlet.interface.name);
         m_log((outlet.error ? "could not ask" : "asked") + (" on " + outlet.interface.name) +
               (outlet.error ? std::string(": ") + strerror(outlet.error) : ""));
     }
@@ -70,7 +75,7 @@ void Survey::ask()
 bool Survey::gather(Clock::time_point deadline, const Interrupt &interrupt)
 {
     for (;;) {
-        switch (m_socket.wait(deadline, interrupt)) {
+        switch (m_socket.wait(m_end ? std::min(*m_end, deadline) : deadline, interrupt)) {
         case Wake::interrupted:
             return false;
         case Wake::deadline:
@@ -78,6 +83,8 @@ bool Survey::gather(Clock::time_point deadline, const Interrupt &interrupt)
         case Wake::datagram:
             if (const auto datagram = m_socket.receive())
                 take(*datagram);
+            if (!m_end && m_enough && m_enough())
+                m_end = Clock::now() + stragglers;
         }
     }
 }
@@ -86,6 +93,7 @@ void Survey::take(const Datagram &datagram)
 {
     const Verdict verdict = judgeReply(datagram.bytes, m_query.uOP_Code, m_uReqTag, m_query.reply.size);
     m_noise.add(verdict);
+    m_log.datagram("from", datagram.bytes, interfaceName(datagram.index));
     if (verdict != Verdict::wanted)
         return;
     Record record = m_query.reply.decode(datagram.bytes.data() + sizeof(message_t));

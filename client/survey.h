@@ -11,7 +11,9 @@
 #include "client/protocol.h"
 #include "client/udp_socket.h"
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,8 +36,10 @@ public:
     // Throws Failure when the port cannot be had.
     Survey(const Query &query, const std::vector<Interface> &interfaces, const Log &log);
 
-    // Ask and gather until the time is up: nobody knows how many devices there are. False when the user interrupts.
-    bool run(Clock::duration total, int tries);
+    // Ask and gather until the time is up: nobody knows how many devices there are. With a condition, which is looked
+    // at after each answer, until a little after it holds: a second device of the same name may be slower than the
+    // first. False when the user interrupts.
+    bool run(Clock::duration total, int tries, const std::function<bool()> &enough = {});
 
     // A record for each device, sorted by name, then by MAC address. "interfaces" are those on which it was heard.
     std::vector<Record> devices() const;
@@ -67,6 +71,8 @@ private:
     std::vector<Outlet> m_outlets{};
     std::map<std::string, Found> m_found{}; // by MAC address
     Noise m_noise{};
+    std::function<bool()> m_enough{};
+    std::optional<Clock::time_point> m_end{}; // when enough has been found, and stragglers had their time
 };
 
 } // namespace vxpctl

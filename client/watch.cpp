@@ -31,7 +31,7 @@ std::string now()
 class Watcher
 {
 public:
-    Watcher(const Options &options, Writer &writer) : m_options(options), m_writer(writer)
+    Watcher(const Options &options, Writer &writer, const Log &log) : m_options(options), m_writer(writer), m_log(log)
     {
         if (!options.interfaces.empty())
             m_interfaces = chooseInterfaces(listInterfaces(), options.interfaces);
@@ -68,6 +68,7 @@ private:
             return;
         const Verdict verdict = judgeAnnouncement(datagram.bytes, announcement.size);
         m_noise.add(verdict);
+        m_log.datagram("from", datagram.bytes, interfaceName(datagram.index));
         if (verdict != Verdict::wanted)
             return;
         Record record = announcement.decode(datagram.bytes.data() + sizeof(message_t));
@@ -80,6 +81,7 @@ private:
 
     const Options &m_options;
     Writer &m_writer;
+    const Log &m_log;
     Interrupt m_interrupt{};
     UdpSocket m_socket{VXP_REQUEST_PORT};
     std::vector<Interface> m_interfaces{}; // empty: all
@@ -92,7 +94,7 @@ ExitCode watch(const Options &options, Writer &writer, const Log &log)
     if (options.format == Format::json && !options.count && options.timeout <= 0)
         throw Failure(ExitCode::usage, {"usage", "watch -o json shows everything at its end, and this one has none",
                                         "use -o jsonl, or set an end with --count or --timeout"});
-    Watcher watcher(options, writer);
+    Watcher watcher(options, writer, log);
     const std::string port = std::to_string(VXP_REQUEST_PORT);
     writer.note("Listening on UDP port " + port + "; devices announce themselves every " +
                 std::to_string(VXP_ANNOUNCE_INTERVAL) + " s. Ctrl-C ends.");
@@ -127,7 +129,8 @@ Command watchCommand()
             "Show devices as they announce themselves",
             "Shows each announcement as it comes in. Sends nothing.",
             Options{},
-            watch};
+            watch,
+            CommandKind::listen};
 }
 
 } // namespace vxpctl

@@ -4,6 +4,7 @@
 #include "client/text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <utility>
 
 namespace vxpctl
@@ -12,47 +13,104 @@ namespace
 {
 
 // A value as a table cell.
+std::string cell(const Record &value);
+
+std::string list(const Record &values)
+{
+    std::string text;
+    for (const Record &item : values)
+        text += (text.empty() ? "" : item.is_object() ? "; " : ",") + cell(item);
+    return text.empty() ? "-" : text;
+}
+
+std::string pairs(const Record &object)
+{
+    std::string text;
+    for (const auto &[name, value] : object.items())
+        text += (text.empty() ? "" : " ") + name + "=" + cell(value);
+    return text.empty() ? "-" : text;
+}
+
 std::string cell(const Record &value)
 {
     if (value.is_boolean())
         return value.get<bool>() ? "on" : "off";
     if (value.is_string())
         return value == "" ? "-" : printable(value.get<std::string>());
-    if (value.is_array()) {
-        std::string list;
-        for (const Record &item : value)
-            list += (list.empty() ? "" : ",") + cell(item);
-        return list.empty() ? "-" : list;
-    }
+    if (value.is_array())
+        return list(value);
+    if (value.is_object())
+        return pairs(value);
     return value.is_null() ? "-" : value.dump();
 }
 
-class TableWriter : public Writer
+// The columns of a view that fits any record: those it names and, when everything is wanted or none is named, the
+// record's others.
+std::vector<Column> columnsFor(std::vector<Column> columns, const Record &record, bool everything)
+{
+    if (!everything && !columns.empty())
+        return columns;
+    for (const auto &[name, value] : record.items()) {
+        const auto shown = [&field = name](const Column &column) { return column.field == field; };
+        if (std::any_of(columns.begin(), columns.end(), shown))
+            continue;
+        std::string heading = name;
+        std::transform(heading.begin(), heading.end(), heading.begin(), [](unsigned char c) { return toupper(c); });
+        columns.push_back({heading, name});
+    }
+    return columns;
+}
+
+// Shows errors and notes beside the results.
+class TextWriter : public Writer
 {
 public:
-    TableWriter(View view, std::ostream &out, std::ostream &err) : m_view(std::move(view)), m_out(out), m_err(err) {}
+    TextWriter(View view, std::ostream &out, std::ostream &err) : m_view(std::move(view)), m_out(out), m_err(err) {}
 
-    void device(const Record &record) override
-    {
-        if (!std::exchange(m_headed, true))
-            add([](const Column &column) { return column.heading; });
-        add([&record](const Column &column) { return cell(record.value(column.field, Record())); });
-        if (m_view.live)
-            printRows();
-    }
     void error(const Error &error) override
     {
-        printRows();
+        flush();
         m_err << "vxpctl: " << printable(error.message) << '\n';
         if (!error.hint.empty())
             m_err << "  hint: " << printable(error.hint) << '\n';
     }
     void note(std::string_view line) override
     {
-        printRows();
+        flush();
         m_err << printable(line) << std::endl;
     }
-    void finish() override { printRows(); }
+    ExitCode finish() override
+    {
+        flush();
+        return ExitCode::done;
+    }
+
+protected:
+    // Before anything goes to the other stream: on a terminal the lines stand in the order of the calls.
+    virtual void flush() { m_out.flush(); }
+
+    View m_view;
+    std::ostream &m_out, &m_err;
+};
+
+class TableWriter : public TextWriter
+{
+public:
+    TableWriter(View view, bool wide, std::ostream &out, std::ostream &err)
+        : TextWriter(std::move(view), out, err), m_wide(wide)
+    {
+    }
+
+    void device(const Record &record) override
+    {
+        if (!std::exchange(m_headed, true)) {
+            m_view.columns = columnsFor(m_view.columns, record, m_wide);
+            add([](const Column &column) { return column.heading; });
+        }
+        add([&record](const Column &column) { return cell(record.value(column.field, Record())); });
+        if (m_view.live)
+            flush();
+    }
 
 private:
     using Row = std::vector<std::string>;
@@ -67,8 +125,7 @@ private:
         }
         m_rows.push_back(std::move(row));
     }
-    // Before anything goes to the other stream: on a terminal the lines stand in the order of the calls.
-    void printRows()
+    void flush() override
     {
         for (const Row &row : std::exchange(m_rows, {}))
             print(row);
@@ -85,10 +142,79 @@ private:
         m_out << line << '\n';
     }
 
-    View m_view;
-    std::ostream &m_out, &m_err;
+    bool m_wide;
     bool m_headed = false;
     std::vector<Row> m_rows{};
+};
+
+// A line for each value: for records with more values than a table has room for.
+class ListWriter : public TextWriter
+{
+public:
+    using TextWriter::TextWriter;
+    void device(const Record &record) override
+    {
+        std::size_t width = 0;
+        for (const auto &[name, value] : record.items())
+            width = std::max(width, name.size());
+        m_out << (std::exchange(m_any, true) ? "\n" : "");
+        for (const auto &[name, value] : record.items())
+            m_out << name << std::string(width - name.size() + 2, ' ') << cell(value) << '\n';
+    }
+
+private:
+    bool m_any = false;
+};
+
+// Comma-separated or bare values.
+class DelimitedWriter : public TextWriter
+{
+public:
+    DelimitedWriter(View view, bool csv, std::ostream &out, std::ostream &err)
+        : TextWriter(std::move(view), out, err), m_csv(csv)
+    {
+    }
+    void device(const Record &record) override
+    {
+        if (!std::exchange(m_headed, true)) {
+            m_view.columns = columnsFor(m_view.columns, record, m_csv);
+            if (m_csv)
+                line([](const Column &column) { return column.field; });
+        }
+        line([&record](const Column &column) { return plain(record.value(column.field, Record())); });
+        if (m_view.live)
+            flush();
+    }
+
+private:
+    static std::string plain(const Record &value)
+    {
+        if (value.is_boolean())
+            return value.dump();
+        const bool nothing = value.is_null() || value.empty() || value == "";
+        return nothing ? "" : cell(value);
+    }
+    static std::string quoted(const std::string &text)
+    {
+        if (text.find_first_of(",\"") == text.npos)
+            return text;
+        std::string out = "\"";
+        for (const char c : text)
+            out += c == '"' ? "\"\"" : std::string(1, c);
+        return out + '"';
+    }
+    void line(auto textOf)
+    {
+        std::string row;
+        for (std::size_t i = 0; i < m_view.columns.size(); i++) {
+            const std::string text = textOf(m_view.columns[i]);
+            row += (i ? m_csv ? "," : "\t" : "") + (m_csv ? quoted(text) : text);
+        }
+        m_out << row << (m_csv ? "\r\n" : "\n");
+    }
+
+    bool m_csv;
+    bool m_headed = false;
 };
 
 Record toRecord(const Error &error)
@@ -120,7 +246,11 @@ public:
     void device(const Record &record) override { m_envelope["devices"].push_back(record); }
     void error(const Error &error) override { m_envelope["errors"].push_back(toRecord(error)); }
     void note(std::string_view) override {}
-    void finish() override { m_out << ascii(m_envelope, 2) << std::endl; }
+    ExitCode finish() override
+    {
+        m_out << ascii(m_envelope, 2) << std::endl;
+        return ExitCode::done;
+    }
 
 private:
     std::ostream &m_out;
@@ -134,7 +264,7 @@ public:
     void device(const Record &record) override { line("device", record); }
     void error(const Error &error) override { line("error", toRecord(error)); }
     void note(std::string_view) override {}
-    void finish() override {}
+    ExitCode finish() override { return ExitCode::done; }
 
 private:
     void line(const char *pKind, const Record &content)
@@ -156,10 +286,17 @@ std::unique_ptr<Writer> makeWriter(Format format, View view, std::ostream &out, 
         return std::make_unique<JsonWriter>(view.command, out);
     case Format::jsonl:
         return std::make_unique<JsonLinesWriter>(view.command, out);
+    case Format::csv:
+    case Format::value:
+        return std::make_unique<DelimitedWriter>(std::move(view), format == Format::csv, out, err);
     case Format::table:
+        if (view.columns.empty())
+            return std::make_unique<ListWriter>(std::move(view), out, err);
+        break;
+    case Format::wide:
         break;
     }
-    return std::make_unique<TableWriter>(std::move(view), out, err);
+    return std::make_unique<TableWriter>(std::move(view), format == Format::wide, out, err);
 }
 
 } // namespace vxpctl

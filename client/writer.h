@@ -22,9 +22,12 @@ namespace vxpctl
 inline constexpr std::string_view schemaName = "vxpctl/1";
 
 enum class Format {
-    table, // for people
+    table, // for people: the command's columns, or a list of names and values
+    wide,  // a table of everything
     json,  // one envelope when the command ends: schema, command, devices, errors
-    jsonl  // one object per line, as it comes: schema, command, and device or error
+    jsonl, // one object per line, as it comes: schema, command, and device or error
+    csv,   // RFC 4180, with the names of the fields in the first line
+    value, // bare values between tabs, a line per device
 };
 
 struct Column {
@@ -36,8 +39,8 @@ struct Column {
 // How a command's records look to people.
 struct View {
     std::string command;
-    std::vector<Column> columns;
-    bool live = false; // show each record as it comes
+    std::vector<Column> columns; // none: each record is a list of names and values
+    bool live = false;           // show each record as it comes
 };
 
 class Writer
@@ -47,11 +50,21 @@ public:
     virtual void device(const Record &record) = 0;
     virtual void error(const Error &error) = 0;
     virtual void note(std::string_view line) = 0; // for people only
-    virtual void finish() = 0;                    // last call
+    virtual ExitCode finish() = 0;                // last call; done, or what is wrong with the output asked for
 };
 
-// Results go to out; with the table, errors and notes go to err.
+// Results go to out; with the formats that are not JSON, errors and notes go to err.
 std::unique_ptr<Writer> makeWriter(Format format, View view, std::ostream &out, std::ostream &err);
+
+// What the user wants to see of each record, and in which order.
+struct Selection {
+    std::vector<std::string> fields{}; // empty: all
+    std::string sort{};                // field; empty: as they come; with a "-" before it, the other way round
+};
+
+// As makeWriter, with a selection. A field that no record has becomes an error of the code "unknown_field".
+std::unique_ptr<Writer> makeWriter(Format format, View view, const Selection &selection, std::ostream &out,
+                                   std::ostream &err);
 
 } // namespace vxpctl
 

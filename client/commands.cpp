@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/commands.h"
+
+namespace vxpctl
+{
+
+std::vector<Command> allCommands()
+{
+    std::vector<Command> all{discoverCommand(), neighborsCommand(), watchCommand()};
+    for (auto *pGroup : {identityCommands, networkCommands, wirelessCommands, passwordCommands, clockCommands,
+                         serviceCommands, powerCommands}) {
+        const auto group = pGroup();
+        all.insert(all.end(), group.begin(), group.end());
+    }
+    return all;
+}
+
+} // namespace vxpctl
