@@ -59,9 +59,11 @@ void awaitReturn(Session &session, Record &record)
             latestAnswer = asked;
         down = down || Clock::now() - latestAnswer > duration(downTime);
         if (!down && Clock::now() - start > goDownTime)
-            throw session.failure(ExitCode::notVerified, "not_verified", "accepted the request, but has not gone down",
-                                  "look at its log, or wait longer and ask again");
+            break;
     }
+    if (!down)
+        throw session.failure(ExitCode::notVerified, "not_verified", "accepted the request, but has not gone down",
+                              "look at its log, or wait longer and ask again");
     throw session.failure(ExitCode::noAnswer, "not_back", "has not come back in time",
                           "give more time with --wait; after a reset its address may have changed: vxpctl discover");
 }
