@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <thread>
 
 using nlohmann::json;
 using testing::HasSubstr;
@@ -143,7 +145,8 @@ TEST_F(Administer, FailuresHaveACodeAndAnExitStatus)
         {"show lobby -f serial,colour", 2, "unknown_field"},
         {"status lobby --password-file /dev/shm/new", 5, "auth_failed"},
         {"status lobby --password-file /dev/shm/open", 2, "secret_unusable"},
-        {"reboot lobby", 9, "not_confirmed"},
+        {"vlan set lobby --id 7", 9, "not_confirmed"},
+        {"reboot lobby --yes --wait 1", 10, "not_verified"},
         {"network set lobby --ip 192.168.77.11 --yes", 10, "not_verified"},
         {"network set lobby", 2, "usage"},
         {"network set lobby --ip 192.168.77", 2, "usage"},
@@ -156,7 +159,34 @@ TEST_F(Administer, FailuresHaveACodeAndAnExitStatus)
         EXPECT_EQ(outcome.iExit, c.iExit) << c.strArguments;
         EXPECT_EQ(outcome.error(), c.strError) << c.strArguments;
     }
-    EXPECT_EQ(m_pDevice->stored("system reboot"), "(nothing)") << "none of these may have restarted it";
+}
+
+TEST_F(Administer, RebootEndsWhenTheDeviceIsBack)
+{
+    const pid_t daemon = m_pDevice->daemon();
+    // The daemon is away for two seconds from when the store says so.
+    std::thread manager([&] {
+        if (!eventually([&] { return m_pDevice->stored("system reboot") == "yes"; }))
+            return;
+        kill(daemon, SIGSTOP);
+        std::this_thread::sleep_for(2s);
+        kill(daemon, SIGCONT);
+    });
+    const Outcome outcome = run("reboot lobby --yes --wait 20");
+    manager.join();
+    EXPECT_EQ(outcome.iExit, 0);
+    EXPECT_EQ(outcome.device()["result"], "verified");
+    EXPECT_GT(outcome.device()["seconds"], 1.9);
+    EXPECT_EQ(run("reboot nobody --yes").iExit, 3);
+}
+
+TEST_F(Administer, NothingIsChangedWithoutConsent)
+{
+    EXPECT_EQ(run("reboot lobby").iExit, 9);
+    EXPECT_EQ(run("reset lobby").iExit, 9);
+    EXPECT_EQ(run("reboot lobby --dry-run --yes").iExit, 0);
+    EXPECT_EQ(m_pDevice->stored("system reboot"), "(nothing)");
+    EXPECT_EQ(m_pDevice->stored("system factory-reset"), "(nothing)");
 }
 
 TEST_F(Administer, SecretsAreShownNowhere)
