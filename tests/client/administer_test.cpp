@@ -17,8 +17,6 @@ using testing::Not;
 namespace
 {
 
-constexpr char PASSWORD_FILE[] = "/dev/shm/password";
-
 struct Outcome {
     int iExit = -1;
     json envelope;
