@@ -203,7 +203,7 @@ bool Network::apply()
 // A device that gave up a good address for none would be out of reach for ever: what cannot be used changes nothing.
 void Network::applyIPv4(const IPv4 &wanted)
 {
-    const bool none = wanted.address.empty();
+    const bool none = wanted.address.empty() && isUp("management", "dhcp-status"); // a lease that has ended
     if (!none && !isUsable(wanted)) {
         fprintf(stderr, "vxman: \"%s\" with the mask \"%s\" is not usable on an interface; keeping \"%s\"\n",
                 wanted.address.c_str(), wanted.mask.c_str(), m_ipv4.address.c_str());
