@@ -13,7 +13,7 @@ namespace lab
 // All in the format of lsqlctl's dumps.
 inline constexpr char DEFAULT_SETTINGS[] = "/etc/vxp/default"; // what a factory reset brings back
 inline constexpr char STARTUP_SETTINGS[] = "/etc/vxp/startup"; // what a commit saves; none: the default ones
-inline constexpr char FIRMWARE[] = "/etc/vxp/firmware";        // the installed firmware: "system model", "system version"
+inline constexpr char FIRMWARE[] = "/etc/vxp/firmware"; // the installed firmware: "system model", "system version"
 
 std::string readFile(const std::string &path);
 

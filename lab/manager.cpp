@@ -184,8 +184,8 @@ void Manager::settle()
 void Manager::mirrorMask()
 {
     if (!m_latestMask.empty())
-        updateSettings({{named("static-ip-route", "mask"), m_latestMask},
-                        {named("management", "static-mask"), m_latestMask}});
+        updateSettings(
+            {{named("static-ip-route", "mask"), m_latestMask}, {named("management", "static-mask"), m_latestMask}});
 }
 
 void Manager::wait()

@@ -234,7 +234,8 @@ void Network::applyIPv6(const IPv6 &wanted)
     switchKernel(m_interface, "disable_ipv6", false);
     if (wanted.address.empty())
         return;
-    run({"ip", "-6", "address", "add", wanted.address + "/" + usablePrefix(wanted.prefix), "dev", m_interface, "nodad"});
+    run({"ip", "-6", "address", "add", wanted.address + "/" + usablePrefix(wanted.prefix), "dev", m_interface,
+         "nodad"});
     if (!wanted.gateway.empty())
         run({"ip", "-6", "route", "replace", "default", "via", wanted.gateway, "dev", m_interface});
 }
@@ -255,9 +256,8 @@ void Network::reportIPv4() const
 void Network::reportIPv6() const
 {
     const bool automatic = m_ipv6 && m_ipv6->automatic;
-    updateSettings(
-        {{named("management", "autoconfig-ipv6-global-all"), automatic ? globalAddresses(m_interface) : ""},
-         {named("management", "ipv6-default-gateway"), automatic ? defaultGateway6(m_interface) : ""}});
+    updateSettings({{named("management", "autoconfig-ipv6-global-all"), automatic ? globalAddresses(m_interface) : ""},
+                    {named("management", "ipv6-default-gateway"), automatic ? defaultGateway6(m_interface) : ""}});
 }
 
 } // namespace lab

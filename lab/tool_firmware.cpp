@@ -53,8 +53,8 @@ void flash(const Image &image)
 {
     const char *const time = getenv("VXP_FLASH_TIME"); // seconds, checked by vxman
     std::this_thread::sleep_for(std::chrono::duration<double>(time ? strtod(time, nullptr) : 1));
-    writeFile(FIRMWARE, formatSettings({{named("system", "model"), image.model},
-                                        {named("system", "version"), image.version}}));
+    writeFile(FIRMWARE,
+              formatSettings({{named("system", "model"), image.model}, {named("system", "version"), image.version}}));
     progress("1");
 }
 

@@ -82,8 +82,10 @@ TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
 {
     ASSERT_EQ(shell("vxptool config-dump one"), 0) << m_output;
     EXPECT_THAT(lab::readFile(path("one")), testing::StartsWith("# vxp configuration 1\n"));
-    EXPECT_EQ(shell("tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^\\([0-9a-f]*\\).*/# sha256: \\1/' | cmp - last"),
-              0)
+    EXPECT_EQ(
+        shell(
+            "tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^\\([0-9a-f]*\\).*/# sha256: \\1/' | cmp - last"),
+        0)
         << m_output;
 
     const Settings others{{named("system", "system-name"), "changed"},
