@@ -285,6 +285,12 @@ TEST_F(LabTest, LeavesNothingBehind)
         EXPECT_TRUE(eventually(isGone)) << seconds;
     }
     EXPECT_EQ(shell("vxplab ps").status, 1);
+
+    // A number that was left over may be a stranger's by now.
+    const Result stranger = shell("mkdir -p " + state + "; env -u VXPLAB_STATE sleep 60 & echo $! >" + state +
+                                  "/pid; vxplab ps; vxplab down; kill $!");
+    EXPECT_THAT(stranger.output, HasSubstr("no lab is up"));
+    EXPECT_EQ(stranger.status, 0) << "it was ended";
 }
 
 TEST_F(LabTest, RefusesWhatIsNoFleet)
