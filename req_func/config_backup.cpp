@@ -3,14 +3,21 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "req_func/config.h"
-#include "req_func/reply.h"
-#include "req_func/transfer.h"
 
 namespace
 {
 
-// ucResult. CLEARED and COMPLETED: the status changed between a query's two reads.
-enum : uint8_t { DONE = 0, FAILED_OR_RUNNING = 1, CLEARED = 2, COMPLETED = 3 };
+// ucResult of a query; 1: failed or running. CLEARED and COMPLETED: the status changed between its two reads.
+enum : uint8_t { DONE = 0, CLEARED = 2, COMPLETED = 3 };
+
+// Clears "complete", before the request's types are looked at.
+bool mayStart(const JobStatus &status)
+{
+    sysDebug("SST_CONFIG\n");
+    if (status.is(JOB_COMPLETE))
+        setConfigStatus(JOB_NONE);
+    return status.is(JOB_COMPLETE) || status.is(JOB_NONE);
+}
 
 // The upload goes by TFTP to the IPv4 text, whatever server and address the request names.
 void runBackup(const TransferServer &server)
@@ -23,23 +30,7 @@ void runBackup(const TransferServer &server)
     setConfigStatus(JOB_COMPLETE);
 }
 
-void startBackup(const uint8_t *pBody, const ConfigStatus &status, TransferReply &reply)
-{
-    sysDebug("SST_CONFIG\n");
-    if (status.is(JOB_COMPLETE)) {
-        setConfigStatus(JOB_NONE); // before the types are looked at
-    } else if (!status.is(JOB_NONE)) {
-        refuseUnderProcessing(reply, status.str);
-        return;
-    }
-    TransferServer server;
-    if (!readServer(pBody, reply, &server))
-        return;
-    reply.ucResult = DONE;
-    runBackup(server);
-}
-
-void queryBackup(ConfigStatus &status, TransferReply &reply)
+void queryBackup(JobStatus &status, TransferReply &reply)
 {
     if (status.is(JOB_NONE)) {
         setMessage(reply, "\"%s\" isn't running", BACKUP_RUNNING);
@@ -59,6 +50,8 @@ void queryBackup(ConfigStatus &status, TransferReply &reply)
         setMessage(reply, "Backup failed");
 }
 
+constexpr TransferSteps BACKUP = {mayStart, runBackup, queryBackup};
+
 } // namespace
 
 uint16_t funcConfigBackup(const message_t *pMsg, const uint8_t *pBody, message_t *pRetMsg, uint16_t uRetBufferLen)
@@ -66,18 +59,5 @@ uint16_t funcConfigBackup(const message_t *pMsg, const uint8_t *pBody, message_t
     sysDebug("FUNC:%s...\n", __func__);
     if (!pMsg)
         return 0;
-    auto &reply = beginTransferReply(pBody, pRetMsg);
-    ConfigStatus status;
-    sysDebug("uSubServiceType=%u\n", reply.ucSubService);
-    switch (reply.ucSubService) {
-    case SST_START:
-        startBackup(pBody, status, reply);
-        break;
-    case SST_QUERY:
-        queryBackup(status, reply);
-        break;
-    default:
-        refuseSubService(reply);
-    }
-    return finishReply(*pMsg, pRetMsg, sizeof reply, uRetBufferLen, Identity::request, SOURCE_FILE);
+    return answerConfig(*pMsg, pBody, pRetMsg, uRetBufferLen, BACKUP);
 }

@@ -6,8 +6,6 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "req_func/config.h"
-#include "req_func/reply.h"
-#include "req_func/transfer.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -17,7 +15,7 @@
 namespace
 {
 
-enum : uint8_t { STARTED = 0, IN_PROGRESS = 2, COMPLETED = 3 }; // ucResult
+enum : uint8_t { IN_PROGRESS = 2, COMPLETED = 3 }; // ucResult of a query
 
 bool _validate_configuration_file(const char *strFile)
 {
@@ -78,22 +76,20 @@ void startWorker(const TransferServer &server)
         free(pRecord);
 }
 
-void startRestore(const uint8_t *pBody, const ConfigStatus &status, TransferReply &reply)
+// Not after "complete", which a query or a backup clears, nor after "failed", which stays.
+bool isIdle(const JobStatus &status)
 {
     sysDebug("SST_CONFIG\n");
-    if (!status.is(JOB_NONE)) { // "complete", which a query or a backup clears, and "failed", which stays
-        refuseUnderProcessing(reply, status.str);
-        return;
-    }
-    TransferServer server;
-    if (!readServer(pBody, reply, &server))
-        return;
-    reply.ucResult = STARTED;
+    return status.is(JOB_NONE);
+}
+
+void runRestore(const TransferServer &server)
+{
     setConfigStatus(RESTORE_RUNNING);
     startWorker(server);
 }
 
-void queryRestore(ConfigStatus &status, TransferReply &reply)
+void queryRestore(JobStatus &status, TransferReply &reply)
 {
     sysDebug("SST_QUERY\n");
     status.read(); // over what the first reading found
@@ -109,6 +105,8 @@ void queryRestore(ConfigStatus &status, TransferReply &reply)
     }
 }
 
+constexpr TransferSteps RESTORE = {isIdle, runRestore, queryRestore};
+
 } // namespace
 
 uint16_t funcConfigUpgrade(const message_t *pMsg, const uint8_t *pBody, message_t *pRetMsg, uint16_t uRetBufferLen)
@@ -116,18 +114,5 @@ uint16_t funcConfigUpgrade(const message_t *pMsg, const uint8_t *pBody, message_
     sysDebug("FUNC:%s...\n", __func__);
     if (!pMsg)
         return 0;
-    auto &reply = beginTransferReply(pBody, pRetMsg);
-    ConfigStatus status;
-    sysDebug("uSubServiceType=%u\n", reply.ucSubService);
-    switch (reply.ucSubService) {
-    case SST_START:
-        startRestore(pBody, status, reply);
-        break;
-    case SST_QUERY:
-        queryRestore(status, reply);
-        break;
-    default:
-        refuseSubService(reply);
-    }
-    return finishReply(*pMsg, pRetMsg, sizeof reply, uRetBufferLen, Identity::request, SOURCE_FILE);
+    return answerConfig(*pMsg, pBody, pRetMsg, uRetBufferLen, RESTORE);
 }

@@ -35,34 +35,33 @@ void keepAddress()
     fclose(pFile);
 }
 
+// The reply first; the trigger is pulled on the call after it.
+uint16_t answerThen(int (*pTrigger)(), const message_t *pMsg, message_t *pRetMsg, uint16_t uRetBufferLen,
+                    const char *strFunction = __builtin_FUNCTION(), int iLine = __builtin_LINE())
+{
+    sysDebug("FUNC:%s...\n", strFunction);
+    if (pMsg)
+        return finishStatus(*pMsg, pRetMsg, 0, uRetBufferLen, SOURCE_PLAIN, strFunction, iLine);
+    pTrigger();
+    return 0;
+}
+
 } // namespace
 
 uint16_t funcReboot(const message_t *pMsg, const uint8_t *, message_t *pRetMsg, uint16_t uRetBufferLen)
 {
-    sysDebug("FUNC:%s...\n", __func__);
-    if (pMsg)
-        return finishStatus(*pMsg, pRetMsg, 0, uRetBufferLen);
-    LSQLdbReboot();
-    return 0;
+    return answerThen(LSQLdbReboot, pMsg, pRetMsg, uRetBufferLen);
 }
 
 uint16_t funcFactoryReset(const message_t *pMsg, const uint8_t *, message_t *pRetMsg, uint16_t uRetBufferLen)
 {
-    sysDebug("FUNC:%s...\n", __func__);
-    if (pMsg)
-        return finishStatus(*pMsg, pRetMsg, 0, uRetBufferLen);
-    LSQLdbFactoryReset();
-    return 0;
+    return answerThen(LSQLdbFactoryReset, pMsg, pRetMsg, uRetBufferLen);
 }
 
 uint16_t funcFactoryResetWithoutIP(const message_t *pMsg, const uint8_t *, message_t *pRetMsg, uint16_t uRetBufferLen)
 {
-    keepAddress(); // on both calls
-    sysDebug("FUNC:%s...\n", __func__);
-    if (pMsg)
-        return finishStatus(*pMsg, pRetMsg, 0, uRetBufferLen);
-    LSQLdbFactoryReset();
-    return 0;
+    keepAddress(); // on both calls, and before the log's line
+    return answerThen(LSQLdbFactoryReset, pMsg, pRetMsg, uRetBufferLen);
 }
 
 uint16_t funcCommitSettings(const message_t *pMsg, const uint8_t *, message_t *pRetMsg, uint16_t uRetBufferLen)

@@ -3,17 +3,15 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/strings.h"
-#include "req_func/reply.h"
 #include "req_func/transfer.h"
 #include "sys/lsqldb.h"
 
 #include <cstdlib>
-#include <cstring>
 
 namespace
 {
 
-enum : uint8_t { ACCEPTED = 0, QUERIED = 2 }; // ucResult
+constexpr uint8_t QUERIED = 2; // ucResult
 
 // The states of an upgrade. The daemon writes some of the texts; the external tools write the others, and at their end
 // "1" or "2" to ask for a reboot or a shutdown.
@@ -35,12 +33,7 @@ constexpr ProgressState PROGRESS[7] = {
 };
 
 // The value read last, which the call after the reply acts on, whatever the request was.
-char s_strProgress[1024] = "";
-
-void readProgress()
-{
-    LSQLdbGetStr("firmware-upgrade", "progress", s_strProgress);
-}
+JobStatus s_progress = {"firmware-upgrade", "progress"};
 
 void setProgress(int iState)
 {
@@ -49,9 +42,9 @@ void setProgress(int iState)
 
 void actOnProgress()
 {
-    if (strcmp(s_strProgress, "1") == 0)
+    if (s_progress.is("1"))
         LSQLdbReboot();
-    else if (strcmp(s_strProgress, "2") == 0)
+    else if (s_progress.is("2"))
         System("submit SHUTDOWN");
 }
 
@@ -87,22 +80,28 @@ void startHTTP(const TransferServer &server, const ShellName &file)
     iIgnored = system(strFlash);
 }
 
-void startUpgrade(const uint8_t *pBody, TransferReply &reply)
+bool isIdle(const JobStatus &progress)
 {
-    if (s_strProgress[0]) { // any leftover text, "Validation failed" included
-        refuseUnderProcessing(reply, s_strProgress);
-        return;
-    }
-    TransferServer server;
-    if (!readServer(pBody, reply, &server))
-        return;
-    reply.ucResult = ACCEPTED;
+    return progress.is(""); // any leftover text is in the way, "Validation failed" included
+}
+
+void runUpgrade(const TransferServer &server)
+{
     const ShellName file(server.strFile);
     if (server.ucServerType == SERVER_TFTP)
         startTFTP(server, file);
     else
         startHTTP(server, file);
 }
+
+// The progress text itself is not sent.
+void queryUpgrade(JobStatus &progress, TransferReply &reply)
+{
+    progress.read();
+    reply.ucResult = QUERIED;
+}
+
+constexpr TransferSteps UPGRADE = {isIdle, runUpgrade, queryUpgrade};
 
 } // namespace
 
@@ -113,19 +112,7 @@ uint16_t funcFirmwareUpgrade(const message_t *pMsg, const uint8_t *pBody, messag
         actOnProgress();
         return 0;
     }
-    auto &reply = beginTransferReply(pBody, pRetMsg);
-    s_strProgress[0] = '\0';
-    readProgress();
-    switch (reply.ucSubService) {
-    case SST_START:
-        startUpgrade(pBody, reply);
-        break;
-    case SST_QUERY: // the progress text itself is not sent
-        readProgress();
-        reply.ucResult = QUERIED;
-        break;
-    default:
-        refuseSubService(reply);
-    }
-    return finishReply(*pMsg, pRetMsg, sizeof reply, uRetBufferLen, Identity::request, SOURCE_FILE);
+    s_progress.clear();
+    s_progress.read();
+    return answerTransfer(*pMsg, pBody, pRetMsg, uRetBufferLen, s_progress, UPGRADE);
 }

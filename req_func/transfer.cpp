@@ -4,6 +4,7 @@
 #include "lib/debug.h"
 #include "lib/strings.h"
 #include "req_func/reply.h"
+#include "sys/lsqldb.h"
 
 #include <arpa/inet.h>
 #include <unistd.h>
@@ -13,46 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 
-ShellName::ShellName(const char *strFile)
+namespace
 {
-    char *pOut = str;
-    for (; *strFile; strFile++) {
-        if (strchr(";&|<>()$`\\\"'*?[#~\n", *strFile))
-            *pOut++ = '\\'; // before a line break too: the shell then drops both
-        *pOut++ = *strFile;
-    }
-    *pOut = '\0';
-}
 
-TransferReply &beginTransferReply(const uint8_t *pBody, message_t *pRetMsg)
-{
-    auto &reply = bodyOf<TransferReply>(pRetMsg);
-    memset(&reply, 0, sizeof reply);
-    reply.ucSubService = requestOf<TransferHead>(pBody).ucSubService;
-    reply.ucResult = 1;
-    return reply;
-}
+enum : uint8_t { ACCEPTED = 0, REFUSED = 1 }; // ucResult
 
-void setMessage(TransferReply &reply, const char *strFormat, ...)
-{
-    char strText[sizeof reply.strMessage + 1] = "";
-    va_list args;
-    va_start(args, strFormat);
-    vsnprintf(strText, sizeof strText, strFormat, args);
-    va_end(args);
-    memcpy(reply.strMessage, strText, sizeof reply.strMessage);
-}
-
-void refuseUnderProcessing(TransferReply &reply, const char *strJob)
-{
-    setMessage(reply, "\"%s\" is under processing", strJob);
-}
-
-void refuseSubService(TransferReply &reply)
-{
-    setMessage(reply, "Invalid sub-service type %u", reply.ucSubService);
-}
-
+// Read what a start request names. False, with the reason in the reply, when a type is not valid.
 bool readServer(const uint8_t *pBody, TransferReply &reply, TransferServer *pServer)
 {
     const auto &head = requestOf<TransferHead>(pBody);
@@ -74,6 +41,73 @@ bool readServer(const uint8_t *pBody, TransferReply &reply, TransferServer *pSer
         return false;
     }
     return true;
+}
+
+void start(const uint8_t *pBody, const JobStatus &status, const TransferSteps &steps, TransferReply &reply)
+{
+    if (!steps.pMayStart(status)) {
+        setMessage(reply, "\"%s\" is under processing", status.str);
+        return;
+    }
+    TransferServer server;
+    if (!readServer(pBody, reply, &server))
+        return;
+    reply.ucResult = ACCEPTED;
+    steps.pRun(server);
+}
+
+} // namespace
+
+ShellName::ShellName(const char *strFile)
+{
+    char *pOut = str;
+    for (; *strFile; strFile++) {
+        if (strchr(";&|<>()$`\\\"'*?[#~\n", *strFile))
+            *pOut++ = '\\'; // before a line break too: the shell then drops both
+        *pOut++ = *strFile;
+    }
+    *pOut = '\0';
+}
+
+void setMessage(TransferReply &reply, const char *strFormat, ...)
+{
+    char strText[sizeof reply.strMessage + 1] = "";
+    va_list args;
+    va_start(args, strFormat);
+    vsnprintf(strText, sizeof strText, strFormat, args);
+    va_end(args);
+    memcpy(reply.strMessage, strText, sizeof reply.strMessage);
+}
+
+void JobStatus::read()
+{
+    LSQLdbGetStr(strObject, strField, str);
+}
+
+bool JobStatus::is(const char *strStatus) const
+{
+    return strcmp(str, strStatus) == 0;
+}
+
+uint16_t answerTransfer(const message_t &request, const uint8_t *pBody, message_t *pRetMsg, uint16_t uRetBufferLen,
+                        JobStatus &status, const TransferSteps &steps, const char *strFunction, int iLine)
+{
+    auto &reply = bodyOf<TransferReply>(pRetMsg);
+    memset(&reply, 0, sizeof reply);
+    reply.ucSubService = requestOf<TransferHead>(pBody).ucSubService;
+    reply.ucResult = REFUSED;
+    switch (reply.ucSubService) {
+    case SST_START:
+        start(pBody, status, steps, reply);
+        break;
+    case SST_QUERY:
+        steps.pQuery(status, reply);
+        break;
+    default:
+        setMessage(reply, "Invalid sub-service type %u", reply.ucSubService);
+    }
+    return finishReply(request, pRetMsg, sizeof reply, uRetBufferLen, Identity::request, SOURCE_FILE, strFunction,
+                       iLine);
 }
 
 void enterTransferFolder()

@@ -27,18 +27,32 @@ struct ShellName {
     explicit ShellName(const char *strFile);
 };
 
-// Start a reply: all zero, the request's sub-service, result "refused".
-TransferReply &beginTransferReply(const uint8_t *pBody, message_t *pRetMsg);
-
 // Put a message into the reply; it is cut at the field's 128 bytes, without a NUL.
 void setMessage(TransferReply &reply, const char *strFormat, ...) __attribute__((format(printf, 2, 3)));
 
-// The refusals that have one wording everywhere.
-void refuseUnderProcessing(TransferReply &reply, const char *strJob);
-void refuseSubService(TransferReply &reply);
+// How far an operation has come: a text in the store, which device tools write and clear, too.
+struct JobStatus {
+    const char *strObject;
+    const char *strField;
+    char str[1024] = ""; // as it was last read
 
-// Read what a start request names. False, with the reason in the reply, when a type is not valid.
-bool readServer(const uint8_t *pBody, TransferReply &reply, TransferServer *pServer);
+    void read(); // keeps what it holds when the field is missing
+    void clear() { str[0] = '\0'; }
+    bool is(const char *strStatus) const;
+};
+
+// What tells the operations apart.
+struct TransferSteps {
+    bool (*pMayStart)(const JobStatus &status); // false: the start is refused, "under processing"
+    void (*pRun)(const TransferServer &server); // the start is accepted
+    void (*pQuery)(JobStatus &status, TransferReply &reply);
+};
+
+// Answer a request of an operation whose status has just been read. The reply is a refusal until a step turns it into
+// something else. strFunction and iLine are the handler's, for the assertion.
+uint16_t answerTransfer(const message_t &request, const uint8_t *pBody, message_t *pRetMsg, uint16_t uRetBufferLen,
+                        JobStatus &status, const TransferSteps &steps, const char *strFunction = __builtin_FUNCTION(),
+                        int iLine = __builtin_LINE());
 
 // Change to "/tmp", where files come and go and relative names mean. The process stays there.
 void enterTransferFolder();
