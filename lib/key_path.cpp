@@ -3,7 +3,7 @@
 
 #include "lib/numbers.h"
 
-#include <cinttypes>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +24,23 @@ struct Key {
         vsnprintf((key).strPath, sizeof(key).strPath, strFormat, args);                                                \
         va_end(args);                                                                                                  \
     } while (0)
+
+template <class Number>
+int setNumber(const Key &key, Number number)
+{
+    char strValue[24] = "";
+    std::to_chars(strValue, strValue + sizeof strValue - 1, number);
+    dbSetStr(strValue, "%s", key.strPath);
+    return 0;
+}
+
+template <class Number>
+Number getNumber(const Key &key, Number (*pParse)(const char *))
+{
+    char strValue[1024] = "";
+    dbGetStr(strValue, "%s", key.strPath);
+    return strValue[0] ? pParse(strValue) : 0;
+}
 
 int32_t count(const char *strKey)
 {
@@ -59,35 +76,25 @@ int dbDelete(const char *strKey, ...)
 int dbSetULL(uint64_t uValue, const char *strKey, ...)
 {
     KEY_FROM_ARGUMENTS(key, strKey);
-    char strValue[24];
-    snprintf(strValue, sizeof strValue, "%" PRIu64, uValue);
-    dbSetStr(strValue, "%s", key.strPath);
-    return 0;
+    return setNumber(key, uValue);
 }
 
 int dbSetLL(int64_t iValue, const char *strKey, ...)
 {
     KEY_FROM_ARGUMENTS(key, strKey);
-    char strValue[24];
-    snprintf(strValue, sizeof strValue, "%" PRId64, iValue);
-    dbSetStr(strValue, "%s", key.strPath);
-    return 0;
+    return setNumber(key, iValue);
 }
 
 uint64_t dbGetULL(const char *strKey, ...)
 {
     KEY_FROM_ARGUMENTS(key, strKey);
-    char strValue[1024] = "";
-    dbGetStr(strValue, "%s", key.strPath);
-    return strValue[0] ? str2ull(strValue) : 0;
+    return getNumber(key, str2ull);
 }
 
 int64_t dbGetLL(const char *strKey, ...)
 {
     KEY_FROM_ARGUMENTS(key, strKey);
-    char strValue[1024] = "";
-    dbGetStr(strValue, "%s", key.strPath);
-    return strValue[0] ? str2ll(strValue) : 0;
+    return getNumber(key, str2ll);
 }
 
 int dbSetPercent(int32_t iPercent)
