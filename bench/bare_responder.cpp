@@ -5,10 +5,9 @@
 // What answering costs at the very least. Receives a datagram, broadcasts 253 bytes of which only the request's tag is
 // not constant, and nothing else; linked with the libraries that vxpd is linked with. With "select" it waits as vxpd
 // has to, who serves several interfaces and announces itself.
+#include "daemon/interfaces.h"
 #include "daemon/message.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -17,15 +16,6 @@
 
 namespace
 {
-
-sockaddr_in broadcastAddress(uint16_t uPort)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(uPort);
-    address.sin_addr.s_addr = htonl(INADDR_BROADCAST);
-    return address;
-}
 
 int openSocket(const char *strInterface)
 {

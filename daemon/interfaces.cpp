@@ -4,8 +4,6 @@
 #include "daemon/message.h"
 #include "sys/settings.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,15 +14,6 @@
 
 namespace
 {
-
-sockaddr_in broadcastAddress(uint16_t uPort)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(uPort);
-    address.sin_addr.s_addr = htonl(INADDR_BROADCAST);
-    return address;
-}
 
 void bindToDevice(int iSocket, const char *strName)
 {

@@ -4,8 +4,21 @@
 #ifndef VXP_DAEMON_INTERFACES_H
 #define VXP_DAEMON_INTERFACES_H
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <cstddef>
 #include <cstdint>
+
+// The port at 255.255.255.255.
+inline sockaddr_in broadcastAddress(uint16_t uPort)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(uPort);
+    address.sin_addr.s_addr = htonl(INADDR_BROADCAST);
+    return address;
+}
 
 struct interface_t {
     char strName[32];
