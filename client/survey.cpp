@@ -35,6 +35,23 @@ std::vector<Clock::duration> sendTimes(Clock::duration total, int tries)
     return times;
 }
 
+bool gatherUntil(UdpSocket &socket, const Interrupt &interrupt,
+                 const std::function<std::optional<Clock::time_point>()> &end,
+                 const std::function<void(const Datagram &)> &take)
+{
+    for (;;) {
+        switch (socket.wait(end(), interrupt)) {
+        case Wake::interrupted:
+            return false;
+        case Wake::deadline:
+            return true;
+        case Wake::datagram:
+            if (const auto datagram = socket.receive())
+                take(*datagram);
+        }
+    }
+}
+
 Survey::Survey(const Query &query, const std::vector<Interface> &interfaces, const Log &log)
     : m_query(query), m_uReqTag(randomTag()), m_log(log)
 {
@@ -74,19 +91,12 @@ void Survey::ask()
 
 bool Survey::gather(Clock::time_point deadline, const Interrupt &interrupt)
 {
-    for (;;) {
-        switch (m_socket.wait(m_end ? std::min(*m_end, deadline) : deadline, interrupt)) {
-        case Wake::interrupted:
-            return false;
-        case Wake::deadline:
-            return true;
-        case Wake::datagram:
-            if (const auto datagram = m_socket.receive())
-                take(*datagram);
-            if (!m_end && m_enough && m_enough())
-                m_end = Clock::now() + stragglers;
-        }
-    }
+    const auto end = [&] { return m_end ? std::min(*m_end, deadline) : deadline; };
+    return gatherUntil(m_socket, interrupt, end, [this](const Datagram &datagram) {
+        take(datagram);
+        if (!m_end && m_enough && m_enough())
+            m_end = Clock::now() + stragglers;
+    });
 }
 
 void Survey::take(const Datagram &datagram)

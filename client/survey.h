@@ -30,6 +30,12 @@ struct Query {
 // is the wait for stragglers. All gaps together are total.
 std::vector<Clock::duration> sendTimes(Clock::duration total, int tries);
 
+// Hand over each datagram that comes in; after each, the end is asked for again (none: it never comes). False when the
+// user interrupts.
+bool gatherUntil(UdpSocket &socket, const Interrupt &interrupt,
+                 const std::function<std::optional<Clock::time_point>()> &end,
+                 const std::function<void(const Datagram &)> &take);
+
 class Survey
 {
 public:

@@ -5,7 +5,7 @@
 
 #include "client/decode.h"
 #include "client/interfaces.h"
-#include "client/udp_socket.h"
+#include "client/survey.h"
 
 #include <algorithm>
 #include <ctime>
@@ -43,20 +43,11 @@ public:
         std::optional<Clock::time_point> deadline;
         if (m_options.timeout > 0)
             deadline = Clock::now() + duration(m_options.timeout);
-        while (!m_options.count || m_seen < m_options.count) {
-            switch (m_socket.wait(deadline, m_interrupt)) {
-            case Wake::interrupted:
-                return false;
-            case Wake::deadline:
-                return true;
-            case Wake::datagram:
-                if (const auto datagram = m_socket.receive())
-                    take(*datagram);
-            }
-        }
-        return true;
+        const auto end = [&] { return isComplete() ? Clock::now() : deadline; };
+        return gatherUntil(m_socket, m_interrupt, end, [this](const Datagram &datagram) { take(datagram); });
     }
 
+    bool isComplete() const { return m_options.count && m_seen >= m_options.count; }
     unsigned long seen() const { return m_seen; }
     std::string noise() const { return m_noise.summary(); }
 
