@@ -62,10 +62,17 @@ testing::AssertionResult same(const Bytes &expected, const Bytes &actual)
 
 Bytes request(uint16_t uOperation, uint16_t uTag, const Bytes &body, const Bytes &to, const Bytes &flag)
 {
-    const auto le16 = [](uint16_t uValue) {
-        return Bytes{static_cast<char>(uValue & 0xFF), static_cast<char>(uValue >> 8)};
-    };
     return hex("fd fd") + le16(uTag) + le16(uOperation) + to + flag + hex("01 00  00 00") + body;
+}
+
+Bytes le16(uint16_t uValue)
+{
+    return {static_cast<char>(uValue & 0xFF), static_cast<char>(uValue >> 8)};
+}
+
+bool takesCredentials(uint16_t uOperation)
+{
+    return uOperation < 0x100 && uOperation != 0xA1 && uOperation != 0xD0 && uOperation != 0xD4;
 }
 
 uint16_t word(const Bytes &frame, size_t uOffset)

@@ -38,6 +38,8 @@ const Bytes TO_ONE = hex("77 77"), TO_ALL = hex("00 00");
 Bytes request(uint16_t uOperation, uint16_t uTag, const Bytes &body = {}, const Bytes &to = OWN,
               const Bytes &flag = TO_ONE);
 uint16_t word(const Bytes &frame, size_t uOffset); // little-endian
+Bytes le16(uint16_t uValue);
+bool takesCredentials(uint16_t uOperation);
 
 // The credentials that the standard settings accept: "sysop", "kestrel-9".
 const Bytes CREDENTIALS = text("c3lzb3A=", 64) + text("a2VzdHJlbC05", 64);

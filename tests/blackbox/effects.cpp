@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/blackbox/effects.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace
@@ -10,20 +11,39 @@ constexpr const char *TOOLS[] = {"submit",           "config-dump", "config-file
                                  "firmware-upgrade", "wget",        "tftp",        "killall",        "date"};
 
 // An unknown operation: it reads no field but those that every request does, and its trace in the log is known.
-const Bytes PROBE = request(0x99, 1);
-constexpr char PROBE_LINES[] = "pMsg->uOP_Code = 153 not support | reply 22";
+const Bytes PROBE = request(0x99, 1),
+            REFUSAL = hex("ee fe  01 00  99 00  02 4b 65 73 74 01  c0 a8 4d 0a  03 00  02 00  00 00");
+constexpr char PROBE_LINES[] = " | pMsg->uOP_Code = 153 not support | reply 22";
+
+Settings parse(const std::string &strList)
+{
+    Settings settings;
+    for (size_t uAt = 0, uEnd; uAt < strList.size(); uAt = uEnd + 3) {
+        uEnd = std::min(strList.find(" | ", uAt), strList.size());
+        const size_t uColon = strList.find(": ", uAt);
+        const std::string strValue = strList.substr(uColon + 2, uEnd - uColon - 2);
+        settings[strList.substr(uAt, uColon - uAt)] =
+            strValue == "(none)" ? std::nullopt : std::optional<std::string>(strValue);
+    }
+    return settings;
+}
 
 } // namespace
 
-Bytes replyFrame(std::string_view strOperation, std::string_view strLength, const Bytes &body)
+Bytes replyFrame(uint16_t uOperation, const Bytes &body)
 {
-    return hex("ee fe  34 12") + hex(strOperation) + hex("02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00") +
-           hex(strLength) + body;
+    return hex("ee fe  34 12") + le16(uOperation) + hex("02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00") +
+           le16(static_cast<uint16_t>(body.size())) + body;
 }
 
-Bytes statusFrame(std::string_view strOperation, std::string_view strStatus)
+Bytes status(std::string_view strStatus)
 {
-    return replyFrame(strOperation, "10 00", hex(strStatus) + zeros(12));
+    return text(hex(strStatus), 16);
+}
+
+Bytes asOperation(uint16_t uOperation, uint16_t uTag, const Bytes &body)
+{
+    return request(uOperation, uTag, (takesCredentials(uOperation) ? CREDENTIALS : Bytes{}) + body);
 }
 
 Effects::Effects(const std::string &strOptions, const std::string &strErrors)
@@ -34,8 +54,9 @@ Effects::Effects(const std::string &strOptions, const std::string &strErrors)
 {
 }
 
-void Effects::prepare(const Settings &store, const Settings &tools)
+void Effects::prepare(const std::string &strStore, const std::string &strTools)
 {
+    const Settings tools = parse(strTools);
     for (const std::string strTool : TOOLS) {
         const std::string strFile = m_device.folder() + "/sbin/" + strTool;
         const auto found = tools.find(strTool);
@@ -46,8 +67,8 @@ void Effects::prepare(const Settings &store, const Settings &tools)
                                (found == tools.end() ? "" : *found->second) + "\n");
         std::filesystem::permissions(strFile, std::filesystem::perms(0755));
     }
-    Settings settings = store;
-    settings.merge(Settings(m_always));
+    Settings settings = parse(strStore);
+    settings.merge(parse(m_strAlways));
     m_device.store(standardSettings(settings));
     for (const char *strFile : {"effects", "worker", "tools"})
         writeFile(m_device.folder() + "/tmp/" + strFile, "");
@@ -63,19 +84,19 @@ std::string Effects::noted(const std::string &strFile) const
     return strResult;
 }
 
-void Effects::check(uint16_t uOperation, const Effect &effect, const Bytes &credentials)
+void Effects::check(uint16_t uOperation, const Effect &effect)
 {
     SCOPED_TRACE(effect.strCase);
-    prepare(effect.store, effect.tools);
-    EXPECT_TRUE(same(effect.reply, ask(request(uOperation, 0x1234, credentials + effect.body))));
-    EXPECT_EQ(ask(PROBE).size(), 22u);
-    EXPECT_EQ(noted("effects"), effect.strSequence + " | " + PROBE_LINES);
+    prepare(effect.strStore, effect.strTools);
+    EXPECT_TRUE(same(replyFrame(uOperation, effect.reply), ask(asOperation(uOperation, 0x1234, effect.body))));
+    EXPECT_TRUE(same(REFUSAL, ask(PROBE)));
+    EXPECT_EQ(noted("effects"), effect.strSequence + PROBE_LINES);
     eventually([&] { return noted("worker") == effect.strWorker; });
     EXPECT_EQ(noted("worker"), effect.strWorker);
 }
 
-void Effects::checkAll(uint16_t uOperation, std::span<const Effect> effects, const Bytes &credentials)
+void Effects::checkAll(uint16_t uOperation, std::span<const Effect> effects)
 {
     for (const Effect &effect : effects)
-        check(uOperation, effect, credentials);
+        check(uOperation, effect);
 }

@@ -10,53 +10,55 @@
 namespace
 {
 
-class EffectsTools : public Effects
-{
-};
+using EffectsTools = Effects;
 
 constexpr char TRAP[] = "/tmp/trap"; // what a name would make if it could run something
 
-const std::string HOSTILE[] = {"plain-1.2_3.bin",
-                               "with  two blanks",
-                               ";touch /tmp/trap",
-                               "&touch /tmp/trap",
-                               "&&touch /tmp/trap",
-                               "|touch /tmp/trap",
-                               "||touch /tmp/trap",
-                               "\ntouch /tmp/trap",
-                               "a\ntouch /tmp/trap\n",
-                               "`touch /tmp/trap`",
-                               "$(touch /tmp/trap)",
-                               "${IFS}",
-                               "$HOME",
-                               "$((1))",
-                               "<(touch /tmp/trap)",
-                               ">/tmp/trap",
-                               "2>/tmp/trap",
-                               "</tmp/tools",
-                               "';touch /tmp/trap;'",
-                               "\";touch /tmp/trap;\"",
-                               "'",
-                               "\"",
-                               "\\",
-                               "\\;touch /tmp/trap",
-                               "\\\\;touch /tmp/trap",
-                               "a\\\n;touch /tmp/trap",
-                               "*",
-                               "?",
-                               "[a-z]*",
-                               "~",
-                               "~root",
-                               "#",
-                               "x #",
-                               "{a,b}",
-                               "!!",
-                               "%s%n",
-                               "-r",
-                               "(touch /tmp/trap)",
-                               "a=b touch",
-                               "\xff\x80",
-                               "\t;touch\t/tmp/trap"};
+// Each way to begin a name before each operator, and names that the shell could take for something else.
+std::vector<std::string> hostileNames()
+{
+    std::vector<std::string> names = {"plain-1.2_3.bin",
+                                      "with  two blanks",
+                                      "${IFS}",
+                                      "$HOME",
+                                      "$((1))",
+                                      "</tmp/tools",
+                                      "'",
+                                      "\"",
+                                      "'\"'",
+                                      "\\",
+                                      "a\\",
+                                      "*",
+                                      "?",
+                                      "[a-z]*",
+                                      "~",
+                                      "~root",
+                                      "#",
+                                      "x #",
+                                      "a#b",
+                                      "{a,b}",
+                                      "!!",
+                                      "%s%n",
+                                      "-r",
+                                      "a=b touch",
+                                      "\xff\x80",
+                                      "`",
+                                      "(",
+                                      "<",
+                                      "a>b",
+                                      "&&",
+                                      "||",
+                                      "a\\\n;touch /tmp/trap",
+                                      "';touch /tmp/trap;'",
+                                      "\";touch /tmp/trap;\"",
+                                      "\t;touch\t/tmp/trap",
+                                      "a\ntouch /tmp/trap\n"};
+    for (const char *strBefore : {"", "a", "a ", "'", "\"", "\\", "\\\\", "a\n", "\n", "'\n", "$'", "x='"})
+        for (const std::string strOperator :
+             {";", "&", "|", "&&", "||", "\n", "`", "$(", "<(", ">(", "(", "{ ", "2>&1;", "#\n", ">"})
+            names.push_back(strBefore + strOperator + "touch /tmp/trap" + (strOperator == "`" ? "`" : ")"));
+    return names;
+}
 
 // The words that the shell makes of a name, with single blanks in between: line breaks are dropped.
 std::string words(const std::string &strName)
@@ -71,37 +73,39 @@ std::string words(const std::string &strName)
     return strPlain;
 }
 
+// One of the starts that take a name for each name, in turn; every start sees every operator.
 TEST_F(EffectsTools, NamesRunNothing)
 {
     const Bytes tftp = hex("01 01 01  c0 00 02 07"), http = hex("01 02 01  c0 00 02 07");
-    for (const std::string &strName : HOSTILE) {
+    size_t uStart = 0;
+    const std::vector<std::string> names = hostileNames();
+    ASSERT_GE(names.size(), 200u);
+    for (const std::string &strName : names) {
         SCOPED_TRACE(strName);
-        std::string strWords = words(strName);
-        const std::string strAfterBlank = strWords.starts_with(' ') ? strWords.substr(1) : strWords;
-        const Bytes name = text(strName, 128);
-        const std::string strURL = "http://192.0.2.7/" + strWords,
+        const std::string strWords = words(strName),
+                          strAfterBlank = strWords.starts_with(' ') ? strWords.substr(1) : strWords,
+                          strURL = "http://192.0.2.7/" + strWords,
                           strTFTP = " 192.0.2.7 -l " + strAfterBlank + " -r " + strAfterBlank;
         const struct {
             uint16_t uOperation;
-            Bytes body;
+            Bytes server;
             std::string strTools;
         } STARTS[] = {
-            {0x100, tftp + name, "firmware-upgrade t" + strURL.substr(1).replace(0, 3, "ftp")},
-            {0x100, http + name,
+            {0x100, tftp, "firmware-upgrade tftp://192.0.2.7/" + strWords},
+            {0x100, http,
              "wget " + strURL + " | flash-validate " + strAfterBlank +
                  " | killall -2 mDNSResponderPosix | flash-upgrade " + strAfterBlank},
-            {0x101, tftp + name, "config-dump " + strAfterBlank + " | tftp -p" + strTFTP},
-            {0x102, tftp + name, "tftp -g" + strTFTP + " | config-file validate " + strAfterBlank},
-            {0x102, http + name, "wget " + strURL + " | config-file validate " + strAfterBlank},
+            {0x101, tftp, "config-dump " + strAfterBlank + " | tftp -p" + strTFTP},
+            {0x102, tftp, "tftp -g" + strTFTP + " | config-file validate " + strAfterBlank},
+            {0x102, http, "wget " + strURL + " | config-file validate " + strAfterBlank},
         };
-        for (const auto &is : STARTS) {
-            prepare({}, {{"config-file", "exit 1"}});
-            EXPECT_EQ(ask(request(is.uOperation, 1, is.body)).size(), 152u);
-            eventually([&] { return noted("tools") == is.strTools; });
-            EXPECT_EQ(noted("tools"), is.strTools);
-            EXPECT_TRUE(is.uOperation != 0x102 ||
-                        eventually([&] { return noted("worker").find("=failed") != std::string::npos; }));
-        }
+        const auto &is = STARTS[uStart++ % std::size(STARTS)];
+        prepare("", "config-file: exit 1");
+        EXPECT_EQ(ask(request(is.uOperation, 1, is.server + text(strName, 128))).size(), 152u);
+        eventually([&] { return noted("tools") == is.strTools; });
+        EXPECT_EQ(noted("tools"), is.strTools);
+        EXPECT_TRUE(is.uOperation != 0x102 ||
+                    eventually([&] { return noted("worker").find("=failed") != std::string::npos; }));
         ASSERT_FALSE(std::filesystem::exists(m_device.folder() + TRAP));
     }
 }
@@ -109,50 +113,44 @@ TEST_F(EffectsTools, NamesRunNothing)
 TEST_F(EffectsTools, ValuesRunNothing)
 {
     // The password is one word, also when it reads like a command; the back-slashes stay, as they always have.
-    prepare({});
-    const Bytes user = text("c3lzb3A=", 64);
-    ask(request(0xA4, 1, CREDENTIALS + user + text("JCh0b3VjaCB4KWA7fA==", 64))); // $(touch x)`;|
+    prepare();
+    ask(asOperation(0xA4, 1, text("c3lzb3A=", 64) + text("JCh0b3VjaCB4KWA7fA==", 64))); // $(touch x)`;|
     EXPECT_EQ(noted("tools"), "submit SET_PASSWD sysop \\$(touch x)\\`;|");
     // What is stored comes into no command line.
-    const std::string strRun = "';touch /tmp/trap;`touch /tmp/trap`$(touch /tmp/trap)";
-    for (const char *strKey : {"firmware-upgrade progress", "config status", "management static-ip", "system model"})
-        m_always.emplace(strKey, strRun);
-    for (int iOperation : {0xA1, 0xA6, 0xAA, 0xC0, 0xC9, 0xD2, 0xD8, 0x100, 0x101, 0x102, 0x103}) {
+    const std::string strRun = ": ';touch /tmp/trap;`touch /tmp/trap`$(touch /tmp/trap)";
+    m_strAlways = "firmware-upgrade progress" + strRun + " | config status" + strRun + " | management static-ip" +
+                  strRun + " | system model" + strRun + " | interface/wlan0 security" + strRun;
+    for (int iOperation : {0xA1, 0xA6, 0xAA, 0xC0, 0xC9, 0xD1, 0xD2, 0xD4, 0xD8, 0x100, 0x101, 0x102, 0x103}) {
         const auto uOperation = static_cast<uint16_t>(iOperation);
-        prepare({});
-        const bool bAuth = uOperation < 0x100 && uOperation != 0xA1;
-        EXPECT_FALSE(ask(request(uOperation, 1, (bAuth ? CREDENTIALS : "") + hex("01 01 01"))).empty());
+        prepare();
+        EXPECT_FALSE(ask(asOperation(uOperation, 1, uOperation < 0x100 ? Bytes(500, '`') : hex("01 01 01"))).empty());
         EXPECT_EQ(ask(request(0x99, 1)).size(), 22u);
-        EXPECT_EQ(noted("tools"), uOperation == 0xA1   ? "date +%Y%m%d%H%M%S"
-                                  : uOperation == 0xD2 ? "submit SET_IPADDRESS | submit COMMIT"
-                                                       : "")
-            << uOperation;
+        EXPECT_EQ(noted("tools"), uOperation == 0xA1 ? "date +%Y%m%d%H%M%S" : "") << uOperation;
     }
     EXPECT_FALSE(std::filesystem::exists(m_device.folder() + TRAP));
 }
 
 TEST_F(EffectsTools, LeaveNoZombies)
 {
+    const std::string strTasks = "/proc/" + std::to_string(m_device.daemon()) + "/task";
     const auto children = [&] {
-        const std::string strDaemon = std::to_string(m_device.daemon());
         std::string strAll;
-        for (const auto &thread : std::filesystem::directory_iterator("/proc/" + strDaemon + "/task"))
+        for (const auto &thread : std::filesystem::directory_iterator(strTasks))
             strAll += readFile(thread.path() / "children");
         return strAll;
     };
-    const char *const ENDS[] = {"exit 0", "exit 1", "kill -9 $$", KILLED, "yes | head -c 10000000", "sleep 0.1 &"};
     const Bytes http = hex("01 02 01  c0 00 02 07") + text("ap.bin", 128);
-    for (const char *strEnd : ENDS) {
+    for (const std::string &strEnd : {std::string("exit 0"), std::string("exit 1"), std::string("kill -9 $$"), KILLED,
+                                      TEN_MB, std::string("sleep 0.1 &")}) {
         SCOPED_TRACE(strEnd);
-        Settings tools;
+        std::string strTools = "config-file: " + strEnd + "\nexit 1";
         for (const char *strTool : {"submit", "date", "wget", "flash-validate", "flash-upgrade", "config-dump", "tftp"})
-            tools[strTool] = strEnd;
-        tools["config-file"] = std::string(strEnd) + "\nexit 1";
-        prepare({}, tools);
-        EXPECT_EQ(ask(request(0xD2, 1, CREDENTIALS)).size(), 38u);
-        EXPECT_EQ(ask(request(0xAC, 1, CREDENTIALS)).size(), 122u);
-        EXPECT_EQ(ask(request(0x100, 1, http)).size(), 152u);
-        EXPECT_EQ(ask(request(0x101, 1, http)).size(), 152u);
+            strTools += " | " + std::string(strTool) + ": " + strEnd;
+        prepare("", strTools);
+        EXPECT_EQ(ask(asOperation(0xD2, 1)).size(), 38u);
+        EXPECT_EQ(ask(asOperation(0xAC, 1)).size(), 122u);
+        for (const uint16_t uOperation : {uint16_t{0x100}, uint16_t{0x101}, uint16_t{0x102}})
+            EXPECT_EQ(ask(request(uOperation, 1, http)).size(), 152u);
         EXPECT_TRUE(eventually([&] { return children().empty(); })) << children();
     }
 }
@@ -160,7 +158,7 @@ TEST_F(EffectsTools, LeaveNoZombies)
 // More than the field takes cannot come from a sound "date".
 TEST_F(EffectsTools, LongDateIsAnAssertion)
 {
-    prepare({}, {{"date", "echo 2024022923595912"}});
+    prepare("", "date: echo 2024022923595912");
     send(request(0xA1, 1));
     EXPECT_EQ(m_device.awaitExit(), 128 + 6);
     EXPECT_THAT(

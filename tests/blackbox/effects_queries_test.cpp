@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The answers of the operations that only ask, byte for byte, and the announcement.
+#include "tests/blackbox/effects.h"
+
+namespace
+{
+
+using EffectsQueries = Effects;
+
+struct Discovery {
+    const char *strCase, *strStore, *strDNS_Mode;
+    Bytes servers; // both
+    const char *strDHCP;
+    Bytes address6, gateway6;
+    const char *strAuto6;
+};
+
+const Bytes STATIC_SERVERS = hex("c0 00 02 01  c0 00 02 02"), LEARNT_SERVERS = hex("0a 00 00 35  0a 00 00 36");
+const Bytes STATIC_IP6 = hex("20 01 0d b8 00 77 00 00  00 00 00 00 00 00 00 10");
+const Bytes STATIC_GATEWAY6 = hex("20 01 0d b8 00 77 00 00  00 00 00 00 00 00 00 01");
+const Bytes AUTO_IP6 = hex("20 01 0d b8 00 01 00 00  00 00 00 00 00 00 00 0a"); // the first of the list
+const Bytes AUTO_GATEWAY6 = hex("fe 80 00 00 00 00 00 00  00 00 00 00 00 00 00 01");
+
+const Discovery DISCOVERIES[] = {
+    {"all static", "", "01", STATIC_SERVERS, "ff", STATIC_IP6, STATIC_GATEWAY6, "00"},
+    {"DHCP and IPv6 automatic",
+     "management dhcp-status: up | host dns-via-dhcp: up | management ipv6-autoconfig-status: up", "00", LEARNT_SERVERS,
+     "01", AUTO_IP6, AUTO_GATEWAY6, "01"},
+    {"static servers under DHCP, IPv6 off",
+     "management dhcp-status: up | host dns-via-dhcp: (none) | management ipv6-status: down | "
+     "management ipv6-autoconfig-status: up",
+     "01", STATIC_SERVERS, "01", zeros(16), zeros(16), "01"},
+    {"switches are exactly up or down",
+     "management dhcp-status: UP | host dns-via-dhcp: Up | management ipv6-status: up  | "
+     "management ipv6-autoconfig-status: 1",
+     "01", STATIC_SERVERS, "ff", zeros(16), zeros(16), "00"},
+};
+
+Bytes discovered(const Discovery &is)
+{
+    return text("Kestra AP", 64) + text("WLAN-EAP", 64) + text("KW-2210", 32) + text("4.2.0.9", 32) +
+           hex("02 00  00 00 00 00  02 4b 65 73 74 01") + text("lobby", 64) + // type, hardware word, MAC
+           hex("c0 a8 4d 0a  50 00  00") + hex(is.strDNS_Mode) +              // address, web port
+           hex("ff ff ff 00  c0 a8 4d fe") + is.servers + hex(is.strDHCP) +   // mask, gateway
+           text("20240229235959", 16) + zeros(2) + hex("00") +                // date, daylight saving
+           text("AP", 32) + text("A1", 32) + text("", 32) + text("LAN1", 8) + //
+           is.address6 + hex("40") + is.gateway6 + zeros(32) + hex(is.strAuto6) + hex("00");
+}
+
+const Bytes NEIGHBOUR = hex("01") + text("WLAN-EAP", 64) + text("AP", 32) + text("4.2.0.9", 32) +
+                        hex("02 4b 65 73 74 01") + text("lobby", 64) + hex("c0 a8 4d 0a  ff ff ff 00") + STATIC_IP6 +
+                        text("LAN1", 8);
+// What is served beyond a1 to a5.
+const Bytes FUNCTIONS = hex("a6 00 a7 00 aa 00 ab 00 ac 00 ad 00 c0 00 c9 00 d0 00 d1 00 d2 00 d4 00 d8 00"
+                            "00 01 01 01 02 01 03 01  00 00");
+
+TEST_F(EffectsQueries, Answers)
+{
+    const std::string strDate = "date: echo 20240229235959";
+    for (const Discovery &is : DISCOVERIES)
+        check(0xA1, {is.strCase, {}, discovered(is), "reply 505", is.strStore, strDate});
+    EXPECT_EQ(noted("tools"), "date +%Y%m%d%H%M%S");
+    check(0xD0, {"neighbour", {}, NEIGHBOUR, "reply 253"});
+    check(0xA5, {"functions", {}, FUNCTIONS, "reply 58"});
+    check(0xA3, {"user", {}, hex("01 00 00 00"), "reply 26"});
+    check(0xC9, {"network status", {}, hex("00 00 00 00  c0 a8 4d 0a") + zeros(12), "reply 42"});
+    check(0xC9, {"no bridge", {}, {}, "reply 22", "management interface: eth0"});
+}
+
+TEST_F(EffectsQueries, AskedInOtherWays)
+{
+    prepare("", "date: echo 20240229235959");
+    const Bytes replied = hex("ee fe  34 12"), all = hex("ff ff ff ff ff ff  00 00 00 00  00 00  02 00");
+    EXPECT_TRUE(same(replyFrame(0xA1, discovered(DISCOVERIES[0])), ask(request(0xA1, 0x1234, {}, ALL, TO_ALL))));
+    EXPECT_TRUE(same(replyFrame(0xD0, NEIGHBOUR), ask(request(0xD0, 0x1234, {}, ALL, TO_ALL))));
+    EXPECT_TRUE(same(replied + hex("a5 00") + all + hex("24 00") + FUNCTIONS,
+                     ask(request(0xA5, 0x1234, CREDENTIALS, ALL, TO_ALL))));
+    const Bytes guest = text("Z3Vlc3Q=", 64) + text("a2VzdHJlbC05", 64),
+                wrong = text("c3lzb3A=", 64) + text("d3Jvbmc=", 64);
+    EXPECT_TRUE(same(replyFrame(0xA3, hex("02 00 00 00")), ask(request(0xA3, 0x1234, guest))));
+    const Bytes refusal = hex("02 4b 65 73 74 01  c0 a8 4d 0a  02 00  02 00  00 00");
+    EXPECT_TRUE(same(replied + hex("a3 00") + refusal, ask(request(0xA3, 0x1234, wrong))));
+    // A link-local address shows that DHCP gave none; whether DHCP is on does not matter.
+    prepare("management ip: 169.254.3.4");
+    const Bytes own = hex("02 4b 65 73 74 01  a9 fe 03 04");
+    EXPECT_TRUE(same(replied + hex("c9 00") + own + hex("00 00  02 00  14 00  01 00 00 00  a9 fe 03 04") + zeros(12),
+                     ask(request(0xC9, 0x1234, CREDENTIALS, own))));
+}
+
+TEST_F(Blackbox, Announcement)
+{
+    launch();
+    const Bytes expected = hex("ff ff  00 00  a0 00  02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00  27 01") +
+                           text("WLAN-EAP", 64) + text("AP", 32) + text("4.2.0.9", 32) + hex("02 4b 65 73 74 01") +
+                           text("A1", 32) + text("", 32) + text("lobby", 64) + hex("c0 a8 4d 0a  ff ff ff 00") +
+                           text("LAN1", 8) + hex("20 01 0d b8 00 77 00 00  00 00 00 00 00 00 00 10  40");
+    ASSERT_EQ(expected.size(), 317u);
+    EXPECT_TRUE(same(expected, announcement()));
+}
+
+} // namespace
