@@ -30,57 +30,10 @@ struct Field {
 
 struct Layout {
     size_t size = 0;
-    std::vector<Field> fields;
+    std::vector<Field> fields{};
 };
 
 using Layouts = std::map<string, Layout>;
-
-#define F(field)                                                                                                       \
-    Field                                                                                                              \
-    {                                                                                                                  \
-        #field, offsetof(T, field), sizeof(T::field)                                                                   \
-    }
-#define RECORD(record, ...)                                                                                              \
-    {                                                                                                                    \
-        #record, [] {                                                                                                  \
-            using T = record;                                                                                          \
-            return Layout{sizeof(T), {__VA_ARGS__}};                                                                   \
-        }() \
-    }
-
-const Layouts RECORDS = {
-    RECORD(message_t, F(uID), F(uReqTag), F(uOP_Code), F(ucMAC), F(ucIP), F(uFlag), F(uVersion), F(uBodyLen)),
-    RECORD(status_t, F(uStatus), F(uReserved1), F(uReserved2), F(uReserved3)),
-    RECORD(Credentials, F(strUser), F(strPassword)),
-    RECORD(AnnouncementBody, F(strProduct), F(strCategory), F(strVersion), F(ucMAC), F(strHardwareVersion),
-           F(strSerial), F(strSystemName), F(ucIP), F(ucMask), F(strAlias), F(ucIP6), F(ucPrefix6)),
-    RECORD(DiscoverReply, F(strBrand), F(strProduct), F(strModel), F(strVersion), F(uProductType), F(uHardwareSpec),
-           F(ucMAC), F(strSystemName), F(ucIP), F(uWebPort), F(ucZero274), F(ucDNS_Mode), F(ucMask), F(ucGateway),
-           F(ucDNS1), F(ucDNS2), F(ucDHCP), F(strDateTime), F(ucZero309), F(ucDaylightSaving), F(strCategory),
-           F(strHardwareVersion), F(strSerial), F(strAlias), F(ucIP6), F(ucPrefix6), F(ucGateway6), F(ucDNS6_1),
-           F(ucDNS6_2), F(ucAuto6), F(ucAlert)),
-    RECORD(UserVerifyReply, F(uResult)),
-    RECORD(NetStatusReply, F(uDHCP_State), F(ucIP), F(ucReserved)),
-    RECORD(NeighborReply, F(ucOne), F(strProduct), F(strCategory), F(strVersion), F(ucMAC), F(strSystemName), F(ucIP),
-           F(ucMask), F(ucIP6), F(strAlias)),
-    RECORD(SetBasicInfoRequest, F(strSystemName), F(ucIP), F(uWebPort), F(ucUnused70), F(ucManualDNS), F(ucMask),
-           F(ucGateway), F(ucDNS1), F(ucDNS2), F(ucDHCP), F(ucIP6), F(ucPrefix6), F(ucGateway6), F(ucDNS6_1),
-           F(ucDNS6_2), F(uDHCP_Setting6)),
-    RECORD(ChangeAdminRequest, F(strUser), F(strPassword)),
-    RECORD(DateTimeBody, F(strDateTime), F(ucTimeZone), F(ucZero17), F(ucDaylightSaving), F(ucNTP), F(strNTP_Server),
-           F(ucReserved)),
-    RECORD(NetAdvancedBody, F(ucReserved), F(ucFlags), F(ucStatus), F(ucProvider), F(strUser), F(strPassword),
-           F(strDomain), F(ucProviderListLen), F(strProviderList)),
-    RECORD(VAP_Entry, F(strSSID), F(strVLAN), F(strSecurity), F(strKey)),
-    RECORD(MultiSSID_Request, F(ucBand), F(ucReserved), F(entries)),
-    RECORD(MultiSSID_Reply, F(ucZero), F(ucBand), F(entries)),
-    RECORD(VLAN_Request, F(strLeading), F(uVLAN), F(ucOption1), F(strOption1), F(ucOption2), F(strOption2)),
-    RECORD(SNMP_Request, F(ucState), F(strReadOnly), F(strReadWrite)),
-    RECORD(TransferHead, F(ucSubService), F(ucServerType), F(ucAddressType)),
-    RECORD(TransferStart4, F(head), F(ucIP), F(strFile)),
-    RECORD(TransferStart6, F(head), F(ucIP6), F(strFile)),
-    RECORD(TransferReply, F(ucSubService), F(ucResult), F(strMessage)),
-};
 
 #define N(name)                                                                                                        \
     {                                                                                                                  \
@@ -140,34 +93,42 @@ Layouts documentedRecords()
     return records;
 }
 
+// The records as the headers declare them. Each must end where the compiler has found its end.
+const Layouts &declaredRecords()
+{
+    static const Layouts records = [] {
+        std::map<string, size_t> widths = {{"char", 1}, {"uint8_t", 1},  {"Le16", 2},
+                                           {"Le32", 4}, {"uint16_t", 2}, {"uint32_t", 4}};
+        Layouts result;
+        for (const char *path : {"/daemon/message.h", "/req_func/bodies.h"})
+            for (const auto &record : allMatches(read(path), "^struct (\\w+) \\{([^]*?)^\\};\n"
+                                                             "static_assert\\(sizeof\\(\\1\\) == (\\d+)")) {
+                Layout &layout = result[record[1]];
+                for (const auto &field : allMatches(record[2], "^    (\\w+) (\\w+)(?:\\[(\\w+)\\])?;")) {
+                    const size_t count = field[3].empty()          ? 1
+                                         : field[3] == "VAP_COUNT" ? VAP_COUNT
+                                                                   : std::stoul(field[3]);
+                    layout.fields.push_back({field[2], layout.size, widths.at(field[1]) * count});
+                    layout.size += layout.fields.back().width;
+                }
+                EXPECT_EQ(layout.size, std::stoul(record[3])) << record[1];
+                widths[record[1]] = layout.size;
+            }
+        return result;
+    }();
+    return records;
+}
+
 TEST(ProtocolPage, HasATableForEachRecordWithItsFields)
 {
     const Layouts documented = documentedRecords();
-    for (const auto &[name, layout] : RECORDS) {
+    for (const auto &[name, layout] : declaredRecords()) {
         ASSERT_TRUE(documented.contains(name)) << name;
         EXPECT_EQ(documented.at(name).size, layout.size) << name;
         EXPECT_EQ(documented.at(name).fields, layout.fields) << name;
     }
-    EXPECT_EQ(documented.size(), RECORDS.size());
-}
-
-TEST(ProtocolPage, KnowsEveryRecordAndEveryByteOfIt)
-{
-    std::set<string> declared;
-    for (const char *path : {"/daemon/message.h", "/req_func/bodies.h"})
-        for (const auto &match : allMatches(read(path), "^struct (\\w+) \\{"))
-            declared.insert(match[1]);
-    std::set<string> listed;
-    for (const auto &[name, layout] : RECORDS) {
-        listed.insert(name);
-        size_t next = 0;
-        for (const Field &field : layout.fields) {
-            EXPECT_EQ(field.offset, next) << name << " has a field before " << field.name;
-            next = field.offset + field.width;
-        }
-        EXPECT_EQ(next, layout.size) << name << " has a field at its end";
-    }
-    EXPECT_EQ(listed, declared);
+    EXPECT_EQ(documented.size(), 21u);
+    EXPECT_EQ(documented.size(), declaredRecords().size());
 }
 
 TEST(ProtocolPage, GivesTheNumbersOfTheHeader)
@@ -195,13 +156,11 @@ uint16_t replyLength(const RequestEntry &entry)
 // Of a record whose name stands in back-quotes.
 size_t sizeOf(const string &quoted)
 {
-    const auto record = RECORDS.find(quoted.substr(1, quoted.size() - 2));
-    return record == RECORDS.end() ? 0 : record->second.size;
+    const auto record = declaredRecords().find(quoted.substr(1, quoted.size() - 2));
+    return record == declaredRecords().end() ? 0 : record->second.size;
 }
 
-class ProtocolPageStore : public StoreTest
-{
-};
+using ProtocolPageStore = StoreTest;
 
 TEST_F(ProtocolPageStore, ListsEveryOperationWithPasswordAndReplyLength)
 {
