@@ -78,31 +78,6 @@ TEST_F(Commands, BeyondTheirLimitAreEndedAndLeft)
     GetCapturedStdout();
 }
 
-// Whatever a file is called, the shell hands over its blank-separated words and runs nothing.
-TEST_F(Commands, HostileNamesAreJustWords)
-{
-    const std::string strTrap = m_folder.path() + "/trap", strRun = "touch " + strTrap;
-    std::vector<std::string> names = {
-        "plain-1.2_3.bin", "~",       "~root",  "*", "?",     "[a]", "a#b", "#c",  "\\", "a\\", "'", "\"", "'\"'",
-        "$HOME",           "${HOME}", "$((1))", "`", "\\\\n", "(",   "<",   "a>b", "&&", "||"};
-    for (const char *strBefore : {"", "a", "a ", "'", "\"", "\\", "\\\\", "a\n", "\n", "'\n", "$'", "x='"})
-        for (const char *strOperator :
-             {";", "&", "|", "&&", "||", "\n", "`", "$(", "<(", ">(", "(", "{ ", "2>&1;", "#\n"})
-            names.push_back(strBefore + std::string(strOperator) + strRun + (*strOperator == '`' ? "`" : ")"));
-    for (const std::string &strName : names) {
-        TransferServer server = {};
-        copyText(server.strFile, strName.c_str());
-        System("for w in %s; do printf '%%s ' \"$w\"; done >\"$OUT\"", ShellName(server.strFile).str);
-        EXPECT_NE(access(strTrap.c_str(), F_OK), 0) << "ran: " << strName;
-        unlink(strTrap.c_str());
-        // The words of the name, blanks and line breaks aside.
-        std::string strExpected = server.strFile, strWritten = readFile(m_strOut);
-        std::erase_if(strExpected, [](char ch) { return ch == ' ' || ch == '\n'; });
-        std::erase(strWritten, ' ');
-        EXPECT_EQ(strWritten, strExpected) << strName;
-    }
-}
-
 TEST(ShellNames, StayInsideTheirBuffers)
 {
     TransferServer server = {};

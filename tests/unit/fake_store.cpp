@@ -44,7 +44,7 @@ lsqlquery_pv *lsqlquery_get_pv_q1(const char *object, const char *instance, cons
                                   const char *qvalue)
 {
     const std::string key = keyOf(object, instance, field, qfield, qvalue);
-    g_fakeStore.log.push_back("get " + key);
+    g_fakeStore.log += "get " + key + "; ";
     const auto found = g_fakeStore.values.find(key);
     return found == g_fakeStore.values.end() ? nullptr : lsqlquery_new_pv_solo(field, found->second.c_str());
 }
@@ -54,7 +54,7 @@ int lsqlquery_set_pv_with_error(const char *object, const char *instance, lsqlqu
 {
     const std::string key = keyOf(object, instance, pv->field, qualifier ? qualifier->field : nullptr,
                                   qualifier ? qualifier->value : nullptr);
-    g_fakeStore.log.push_back("set " + key + "=" + pv->value);
+    g_fakeStore.log += "set " + key + "=" + pv->value + "; ";
     if (!g_fakeStore.error.empty()) {
         *error = strdup(g_fakeStore.error.c_str());
         return 7;

@@ -11,11 +11,11 @@
 struct FakeStore {
     // Keys and log lines: "object[/instance] field[ qfield=qvalue]".
     std::map<std::string, std::string> values;
-    std::vector<std::string> log; // "get KEY" or "set KEY=VALUE", in the order of the calls
-    std::string error;            // not empty: writes fail with this text and code 7
-    int records = 0;              // made and not yet destroyed
+    std::string log;   // "get KEY" or "set KEY=VALUE", in the order of the calls, each with "; " behind it
+    std::string error; // not empty: writes fail with this text and code 7
+    int records = 0;   // made and not yet destroyed
 
-    std::vector<std::string> takeLog() { return std::exchange(log, {}); }
+    std::string takeLog() { return std::exchange(log, {}); }
 };
 
 extern FakeStore g_fakeStore;
