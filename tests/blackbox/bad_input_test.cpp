@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <iterator>
 #include <random>
+#include <span>
 
 namespace
 {
@@ -22,24 +23,17 @@ Expected refusal(const Bytes &frame, const Bytes &flag)
     return {hex("ee fe") + frame.substr(2, 14) + flag + hex("02 00  00 00"), 22};
 }
 
-// What is served, and the length of the reply's body.
-struct Operation {
-    uint16_t uCode;
-    bool bAuth;
-    bool bOwnIdentity;
-    const char *strBodyLength;
-    bool bTool; // a process or more for each
-};
+// What is served, and the length of the reply's body; 0: not served.
+const std::map<uint16_t, uint16_t> OPERATIONS = {
+    {0xA1, 483}, {0xA2, 16},  {0xA3, 4},    {0xA4, 16},   {0xA5, 36},   {0xA6, 525}, {0xA7, 16},  {0xAA, 16},
+    {0xAB, 16},  {0xAC, 100}, {0xAD, 16},   {0xC0, 16},   {0xC9, 20},   {0xD0, 231}, {0xD1, 451}, {0xD2, 16},
+    {0xD4, 16},  {0xD8, 451}, {0x100, 130}, {0x101, 130}, {0x102, 130}, {0x103, 16}, {0x99, 0},   {0x104, 0}};
+constexpr uint16_t OWN_IDENTITY[] = {0xA1, 0xD0, 0xD1, 0xD8}, TOOLS[] = {0xA1, 0xA4, 0xAC, 0xD2, 0x100, 0x101, 0x102};
 
-constexpr Operation OPERATIONS[] = {
-    {0xA1, false, true, "e3 01", true},   {0xA2, true, false, "10 00", false},  {0xA3, true, false, "04 00", false},
-    {0xA4, true, false, "10 00", true},   {0xA5, true, false, "24 00", false},  {0xA6, true, false, "0d 02", false},
-    {0xA7, true, false, "10 00", false},  {0xAA, true, false, "10 00", false},  {0xAB, true, false, "10 00", false},
-    {0xAC, true, false, "64 00", true},   {0xAD, true, false, "10 00", false},  {0xC0, true, false, "10 00", false},
-    {0xC9, true, false, "14 00", false},  {0xD0, false, true, "e7 00", false},  {0xD1, true, true, "c3 01", false},
-    {0xD2, true, false, "10 00", true},   {0xD4, false, false, "10 00", false}, {0xD8, true, true, "c3 01", false},
-    {0x100, false, false, "82 00", true}, {0x101, false, false, "82 00", true}, {0x102, false, false, "82 00", true},
-    {0x103, false, false, "10 00", false}};
+bool isOneOf(std::span<const uint16_t> codes, uint16_t uCode)
+{
+    return std::find(codes.begin(), codes.end(), uCode) != codes.end();
+}
 
 std::optional<Expected> expectedReply(Bytes frame)
 {
@@ -53,16 +47,14 @@ std::optional<Expected> expectedReply(Bytes frame)
     if (word(frame, 0) != 0xFDFD || !(bToAll || bToOne))
         return std::nullopt;
 
-    const auto *const pServed = std::find_if(std::begin(OPERATIONS), std::end(OPERATIONS),
-                                             [&](const Operation &is) { return is.uCode == uOperation; });
-    if (pServed == std::end(OPERATIONS))
+    const auto served = OPERATIONS.find(uOperation);
+    if (served == OPERATIONS.end() || served->second == 0)
         return refusal(frame, hex("03 00"));
-    if (pServed->bAuth && frame.substr(22 + 64, 13) != text("a2VzdHJlbC05", 13))
+    if (takesCredentials(uOperation) && frame.substr(22 + 64, 13) != text("a2VzdHJlbC05", 13))
         return refusal(frame, hex("02 00"));
-    const Bytes length = hex(pServed->strBodyLength);
-    return Expected{hex("ee fe") + frame.substr(2, 4) + (pServed->bOwnIdentity ? OWN : frame.substr(6, 10)) +
-                        hex("00 00  02 00") + length,
-                    22u + word(length, 0)};
+    const Bytes who = isOneOf(OWN_IDENTITY, uOperation) ? OWN : frame.substr(6, 10);
+    return Expected{hex("ee fe") + frame.substr(2, 4) + who + hex("00 00  02 00") + le16(served->second),
+                    22u + served->second};
 }
 
 class BlackboxBadInput : public Blackbox
@@ -97,21 +89,6 @@ protected:
     }
 };
 
-// Those, and two that are not served.
-std::vector<uint16_t> codes()
-{
-    std::vector<uint16_t> result = {0x99, 0x104};
-    for (const Operation &is : OPERATIONS)
-        result.push_back(is.uCode);
-    return result;
-}
-
-bool takesProcess(uint16_t uCode)
-{
-    return std::any_of(std::begin(OPERATIONS), std::end(OPERATIONS),
-                       [&](const Operation &is) { return is.uCode == uCode && is.bTool; });
-}
-
 // Whole datagrams as long as can be sent, with text that has no end.
 Bytes endless(uint16_t uOperation, const Bytes &to, const Bytes &flag)
 {
@@ -121,9 +98,9 @@ Bytes endless(uint16_t uOperation, const Bytes &to, const Bytes &flag)
 TEST_F(BlackboxBadInput, EveryLength)
 {
     std::vector<Bytes> datagrams;
-    for (uint16_t uOperation : codes()) {
+    for (const auto &[uOperation, uLength] : OPERATIONS) {
         const Bytes whole = endless(uOperation, OWN, TO_ONE), toAll = endless(uOperation, ALL, TO_ALL);
-        for (size_t uLen = 0; uLen <= 600; uLen += takesProcess(uOperation) && uLen > 40 ? 20 : 1)
+        for (size_t uLen = 0; uLen <= 600; uLen += isOneOf(TOOLS, uOperation) && uLen > 40 ? 20 : 1)
             datagrams.push_back((uLen % 2 ? toAll : whole).substr(0, uLen));
         for (unsigned uLen : {1472u, 1473u, 4095u, 4096u, 4097u, 8192u, 65506u, 65507u})
             datagrams.push_back(whole.substr(0, uLen));
@@ -146,7 +123,7 @@ TEST_F(BlackboxBadInput, EveryHeaderByte)
 TEST_F(BlackboxBadInput, TextWithoutEnd)
 {
     std::vector<Bytes> datagrams;
-    for (uint16_t uOperation : codes())
+    for (const auto &[uOperation, uLength] : OPERATIONS)
         for (const Bytes &fill : {hex("ff"), hex("00"), Bytes("A"), Bytes("="), Bytes("%"), Bytes("\n")})
             for (unsigned uLen : {1u, 63u, 64u, 65u, 127u, 128u, 129u, 640u, 4074u, 4075u, 65485u}) {
                 Bytes body;
@@ -161,14 +138,14 @@ TEST_F(BlackboxBadInput, Random)
 {
     std::mt19937 random(20240607); // NOLINT: the same datagrams at every run
     const auto below = [&](unsigned uLimit) { return random() % uLimit; };
-    const std::vector<uint16_t> operations = codes();
     std::vector<Bytes> datagrams;
     for (int i = 0; i < 3000; i++) {
         Bytes datagram(below(i % 50 ? 700 : 9000), '\0');
         for (char &ch : datagram)
             ch = static_cast<char>(below(256));
         // Right up to some point, so that most get past the first look.
-        const uint16_t uOperation = operations[below(static_cast<unsigned>(operations.size()))];
+        const uint16_t uOperation =
+            std::next(OPERATIONS.begin(), below(static_cast<unsigned>(OPERATIONS.size())))->first;
         const Bytes right = below(2) ? request(uOperation, 7, CREDENTIALS) : request(uOperation, 7, {}, ALL, TO_ALL);
         const size_t uRight = std::min<size_t>({datagram.size(), right.size(), below(200)});
         datagram.replace(0, uRight, right, 0, uRight);

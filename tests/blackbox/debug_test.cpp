@@ -42,18 +42,20 @@ struct Logged {
     std::string strLines;
 };
 
-const std::string GOT = "vxpd: Get a request. ID=0xfdfd\n";
+// Of an operation that is handled.
+std::string handled(const char *strCode, const std::string &strFunction, const char *strLength,
+                    const char *strRead = "")
+{
+    const std::string strCall = "vxpd: FUNC:" + strFunction + "...\n";
+    return std::string("vxpd: Get a request. ID=0xfdfd\nvxpd: process request 0x00") + strCode + " begin...\n" +
+           strCall + strRead + "vxpd: sending reply(cnt=" + strLength + ")...\n" + strCall + "vxpd: done.\n";
+}
+
+const std::string GOT = "vxpd: Get a request. ID=0xfdfd\n", PROBE = handled("d0", "funcQueryNeighbor", "253");
 
 const Logged LOGGED[] = {
-    {"neighbour query", request(0xD0, 1),
-     GOT + "vxpd: process request 0x00d0 begin...\nvxpd: FUNC:funcQueryNeighbor...\n"
-           "vxpd: sending reply(cnt=253)...\nvxpd: FUNC:funcQueryNeighbor...\nvxpd: done.\n"},
-    {"discovery", request(0xA1, 1),
-     GOT + "vxpd: process request 0x00a1 begin...\nvxpd: FUNC:funcDiscover...\nvxpd: DNS2=192.0.2.2\n"
-           "vxpd: sending reply(cnt=505)...\nvxpd: FUNC:funcDiscover...\nvxpd: done.\n"},
-    {"user verification", request(0xA3, 1, CREDENTIALS),
-     GOT + "vxpd: process request 0x00a3 begin...\nvxpd: FUNC:funcUserVerify...\n"
-           "vxpd: sending reply(cnt=26)...\nvxpd: FUNC:funcUserVerify...\nvxpd: done.\n"},
+    {"discovery", request(0xA1, 1), handled("a1", "funcDiscover", "505", "vxpd: DNS2=192.0.2.2\n")},
+    {"user verification", request(0xA3, 1, CREDENTIALS), handled("a3", "funcUserVerify", "26")},
     {"wrong password", request(0xA5, 1, zeros(128)),
      GOT + "vxpd: process request 0x00a5 begin...\nvxpd: FUNC:_funcAuthFail...\n"},
     {"unknown operation", request(0x99, 1), GOT + "vxpd: FUNC:_funcNotSupport...\nvxpd: sending func not support...\n"},
@@ -66,14 +68,13 @@ const Logged LOGGED[] = {
 TEST_F(BlackboxDebug, Log)
 {
     AccessPoint &device = start({.strOptions = "-d", .strBefore = "umount /Volume_1"});
-    const std::string &strProbe = LOGGED[0].strLines;
     for (const Logged &is : LOGGED) {
         SCOPED_TRACE(is.strCase);
         const size_t uBefore = device.err().size();
         askAll({is.datagram});
         const auto newLines = [&] { return device.err().substr(uBefore); };
-        eventually([&] { return newLines() == is.strLines + strProbe; }, 2s);
-        EXPECT_EQ(newLines(), is.strLines + strProbe);
+        eventually([&] { return newLines() == is.strLines + PROBE; }, 2s);
+        EXPECT_EQ(newLines(), is.strLines + PROBE);
     }
     EXPECT_THAT(filesIn(device, "/Volume_1"), testing::IsEmpty());
 }
@@ -113,27 +114,23 @@ TEST_F(BlackboxDebug, DumpNumbers)
     EXPECT_TRUE(same(request(0xD0, 1), readFile(device.folder() + "/volume_1/vxp_req_0001")));
 }
 
-TEST_F(BlackboxDebug, DumpFolderBelowAMount)
+TEST_F(BlackboxDebug, DumpsOnlyWhereAskedAndMounted)
 {
-    AccessPoint &device = start({.strOptions = "-d -f /Volume_1/deep/down"});
-    EXPECT_FALSE(ask(request(0xD0, 1)).empty());
-    EXPECT_THAT(filesIn(device, "/Volume_1/deep/down"), testing::ElementsAre("vxp_req_0000"));
-}
-
-TEST_F(BlackboxDebug, NoDumpWithoutMount)
-{
-    AccessPoint &device = start({.strOptions = "--folder=/plain -d"});
-    EXPECT_FALSE(ask(request(0xD0, 1)).empty());
-    EXPECT_THAT(filesIn(device, "/plain"), testing::IsEmpty());
-    EXPECT_THAT(device.err(), testing::Not(testing::HasSubstr("save it to")));
-}
-
-TEST_F(BlackboxDebug, SilentWithoutDebug)
-{
-    AccessPoint &device = start();
-    askAll({request(0xD0, 1), request(0xA1, 1), request(0xA3, 1, CREDENTIALS), HEARD_REPLY});
-    EXPECT_EQ(device.out() + device.err(), "");
-    EXPECT_THAT(filesIn(device, "/Volume_1"), testing::IsEmpty());
+    const struct {
+        const char *strOptions, *strFolder, *strFile; // where dumps are looked for, and what is there
+    } cases[] = {
+        {"-d -f /Volume_1/deep/down", "/Volume_1/deep/down", "vxp_req_0000\n"},
+        {"--folder=/plain -d", "/plain", ""},
+        {"", "/Volume_1", ""},
+    };
+    for (const auto &is : cases) {
+        AccessPoint device("dumps", {.strOptions = is.strOptions});
+        ASSERT_FALSE(announcement().empty());
+        EXPECT_FALSE(ask(request(0xD0, 1)).empty());
+        EXPECT_EQ(device.run(std::string("ls ") + is.strFolder).strOut, is.strFile);
+        EXPECT_EQ(device.err().find("save it to") != std::string::npos, *is.strFile != '\0');
+        EXPECT_TRUE(*is.strOptions || device.out() + device.err() == "") << device.err();
+    }
 }
 
 } // namespace

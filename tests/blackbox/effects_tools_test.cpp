@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 namespace
@@ -17,42 +18,13 @@ constexpr char TRAP[] = "/tmp/trap"; // what a name would make if it could run s
 // Each way to begin a name before each operator, and names that the shell could take for something else.
 std::vector<std::string> hostileNames()
 {
-    std::vector<std::string> names = {"plain-1.2_3.bin",
-                                      "with  two blanks",
-                                      "${IFS}",
-                                      "$HOME",
-                                      "$((1))",
-                                      "</tmp/tools",
-                                      "'",
-                                      "\"",
-                                      "'\"'",
-                                      "\\",
-                                      "a\\",
-                                      "*",
-                                      "?",
-                                      "[a-z]*",
-                                      "~",
-                                      "~root",
-                                      "#",
-                                      "x #",
-                                      "a#b",
-                                      "{a,b}",
-                                      "!!",
-                                      "%s%n",
-                                      "-r",
-                                      "a=b touch",
-                                      "\xff\x80",
-                                      "`",
-                                      "(",
-                                      "<",
-                                      "a>b",
-                                      "&&",
-                                      "||",
-                                      "a\\\n;touch /tmp/trap",
-                                      "';touch /tmp/trap;'",
-                                      "\";touch /tmp/trap;\"",
-                                      "\t;touch\t/tmp/trap",
-                                      "a\ntouch /tmp/trap\n"};
+    std::istringstream odd(
+        "plain-1.2_3.bin@with  two blanks@${IFS}@$HOME@$((1))@</tmp/tools@'@\"@'\"'@\\@a\\@*@?@[a-z]*@~@~root@"
+        "#@x #@a#b@{a,b}@!!@%s%n@-r@a=b touch@\xff\x80@`@(@<@a>b@&&@||@a\\\n;touch /tmp/trap@"
+        "';touch /tmp/trap;'@\";touch /tmp/trap;\"@\t;touch\t/tmp/trap@a\ntouch /tmp/trap\n");
+    std::vector<std::string> names;
+    for (std::string strName; std::getline(odd, strName, '@');)
+        names.push_back(strName);
     for (const char *strBefore : {"", "a", "a ", "'", "\"", "\\", "\\\\", "a\n", "\n", "'\n", "$'", "x='"})
         for (const std::string strOperator :
              {";", "&", "|", "&&", "||", "\n", "`", "$(", "<(", ">(", "(", "{ ", "2>&1;", "#\n", ">"})

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Which requests are answered at all, and which credentials are good.
-#include "tests/blackbox/driver.h"
+#include "tests/blackbox/effects.h"
 
 namespace
 {
@@ -72,77 +72,59 @@ TEST_F(BlackboxRequests, CutAfterTheFlag)
     EXPECT_EQ(ask(request(0xD0, 2, {}, ALL, TO_ALL).substr(0, 12)).size(), 253u); // address and flag are zero
 }
 
-enum Outcome : uint16_t { ACCEPTED = 0, REFUSED = 2 };
-
 struct Login {
     const char *strCase;
-    Settings stored; // changes to the settings that accept CREDENTIALS
     Bytes body;
-    Outcome outcome;
+    bool bAccepted;
+    const char *strStored = ""; // changes to the settings that accept CREDENTIALS
 };
 
-constexpr char PASSWORD[] = "a2VzdHJlbC05";
+const Bytes USER = text("c3lzb3A=", 64), PASSWORD = text("a2VzdHJlbC05", 64);
 
 const Login LOGINS[] = {
-    {"right", {}, CREDENTIALS, ACCEPTED},
-    {"another user's name", {}, text("Z3Vlc3Q=", 64) + text(PASSWORD, 64), ACCEPTED},
-    {"no user name", {}, zeros(64) + text(PASSWORD, 64), ACCEPTED},
-    {"a user name that fills its field", {}, Bytes(64, 'A') + text(PASSWORD, 64), ACCEPTED},
-    {"an unreadable user name", {}, text("@@@ not base64 @@@", 64) + text(PASSWORD, 64), ACCEPTED},
-    {"the datagram ends with the password", {}, CREDENTIALS.substr(0, 64 + 12), ACCEPTED},
-    {"the datagram ends in the password", {}, CREDENTIALS.substr(0, 64 + 8), REFUSED},
-    {"no password", {}, CREDENTIALS.substr(0, 64), REFUSED},
-    {"no credentials", {}, {}, REFUSED},
-    {"wrong password", {}, text("c3lzb3A=", 64) + text("d3Jvbmc=", 64), REFUSED},
-    {"other case", {}, text("c3lzb3A=", 64) + text("S2VzdHJlbC05", 64), REFUSED},
-    {"the password as plain text", {}, text("sysop", 64) + text("kestrel-9", 64), REFUSED},
-    {"an unreadable password", {}, text("c3lzb3A=", 64) + text("a2Vz*HJlbC05", 64), REFUSED},
-    {"a password field without NUL", {}, text("c3lzb3A=", 64) + Bytes(64, 'a') + text(PASSWORD, 64), REFUSED},
-    {"a longer hash", // 63 characters, the most that may be stored
-     {{"system encrypted-password", "$5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99"}},
-     CREDENTIALS,
-     ACCEPTED},
+    {"right", CREDENTIALS, true},
+    {"another user's name", text("Z3Vlc3Q=", 64) + PASSWORD, true},
+    {"no user name", zeros(64) + PASSWORD, true},
+    {"a user name that fills its field", Bytes(64, 'A') + PASSWORD, true},
+    {"an unreadable user name", text("@@@ not base64 @@@", 64) + PASSWORD, true},
+    {"the datagram ends with the password", CREDENTIALS.substr(0, 64 + 12), true},
+    {"the datagram ends in the password", CREDENTIALS.substr(0, 64 + 8), false},
+    {"no password", CREDENTIALS.substr(0, 64), false},
+    {"no credentials", {}, false},
+    {"wrong password", USER + text("d3Jvbmc=", 64), false},
+    {"other case", USER + text("S2VzdHJlbC05", 64), false},
+    {"the password as plain text", text("sysop", 64) + text("kestrel-9", 64), false},
+    {"an unreadable password", USER + text("a2Vz*HJlbC05", 64), false},
+    {"a password field without NUL", USER + Bytes(64, 'a') + PASSWORD, false},
+    {"a longer hash", CREDENTIALS, true, // 63 characters, the most that may be stored
+     "system encrypted-password: $5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99"},
     {"a password as long as its field", // 48 characters, "0123456789" and so on
-     {{"system encrypted-password", "$1$Kestra77$4okQFnAqnYqIPV3Ae0D.P1"}},
-     text("c3lzb3A=", 64) + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3",
-     ACCEPTED},
-    {"a hash of 64 characters",
-     {{"system encrypted-password", "$5$rounds=1000$abcde$92mMukGutrTY5WUuJ5/fpPm24YN4VexSX2VylkuL9O9"}},
-     CREDENTIALS,
-     REFUSED},
-    {"a hash that would match when cut to 63 characters",
-     {{"system encrypted-password", "$5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99x"}},
-     CREDENTIALS,
-     REFUSED},
-    {"a hash of 106 characters",
-     {{"system encrypted-password",
-       "$6$0123456789abcdef$rhp/QJEu4HWZ.tKaiW.EJzkCoDVYL5IAexdbA5418EALAVmn/G4tBRJV0hvrzomPQhu8bev8puCWclwXTUeBC0"}},
-     CREDENTIALS,
-     REFUSED},
-    {"an unusable hash", {{"system encrypted-password", "*"}}, CREDENTIALS, REFUSED},
-    {"no hash, no password", {{"system encrypted-password", std::nullopt}}, text("c3lzb3A=", 128), REFUSED},
-    {"an empty hash, no password", {{"system encrypted-password", ""}}, text("c3lzb3A=", 128), REFUSED},
-    {"another administrator", {{"system username", "admin"}}, CREDENTIALS, REFUSED},
-    {"other case of the administrator", {{"system username", "Sysop"}}, CREDENTIALS, REFUSED},
-    {"an administrator that begins alike", {{"system username", "sysop2"}}, CREDENTIALS, REFUSED},
-    {"no administrator", {{"system username", std::nullopt}}, CREDENTIALS, REFUSED},
+     USER + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3", true,
+     "system encrypted-password: $1$Kestra77$4okQFnAqnYqIPV3Ae0D.P1"},
+    {"a hash of 64 characters", CREDENTIALS, false,
+     "system encrypted-password: $5$rounds=1000$abcde$92mMukGutrTY5WUuJ5/fpPm24YN4VexSX2VylkuL9O9"},
+    {"a hash that would match when cut to 63 characters", CREDENTIALS, false,
+     "system encrypted-password: $5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99x"},
+    {"a hash of 106 characters", CREDENTIALS, false,
+     "system encrypted-password: $6$0123456789abcdef$rhp/QJEu4HWZ.tKaiW.EJzkCoDVYL5IAexdbA5418EALAVmn/"
+     "G4tBRJV0hvrzomPQhu8bev8puCWclwXTUeBC0"},
+    {"an unusable hash", CREDENTIALS, false, "system encrypted-password: *"},
+    {"no hash, no password", text("c3lzb3A=", 128), false, "system encrypted-password: (none)"},
+    {"an empty hash, no password", text("c3lzb3A=", 128), false, "system encrypted-password: "},
+    {"another administrator", CREDENTIALS, false, "system username: admin"},
+    {"other case of the administrator", CREDENTIALS, false, "system username: Sysop"},
+    {"an administrator that begins alike", CREDENTIALS, false, "system username: sysop2"},
+    {"no administrator", CREDENTIALS, false, "system username: (none)"},
 };
 
-TEST_F(BlackboxRequests, Credentials)
+TEST_F(Effects, Credentials)
 {
-    AccessPoint &device = start();
-    const Settings usual = {{"system username", "sysop"},
-                            {"system encrypted-password", "$1$Kestra77$u4PGFEpizA2qFlrbpBW/B/"}};
-    bool bUsual = true;
     for (const Login &login : LOGINS) {
         SCOPED_TRACE(login.strCase);
-        if (!bUsual)
-            device.store(usual);
-        device.store(login.stored);
-        bUsual = login.stored.empty();
+        prepare(login.strStored);
         const Bytes answer = ask(request(0xA5, 9, login.body));
-        EXPECT_EQ(word(answer, 16), login.outcome);
-        EXPECT_EQ(answer.size(), login.outcome == ACCEPTED ? 58u : 22u);
+        EXPECT_EQ(word(answer, 16), login.bAccepted ? 0 : 2);
+        EXPECT_EQ(answer.size(), login.bAccepted ? 58u : 22u);
     }
 }
 

@@ -11,12 +11,7 @@ using BlackboxStartup = Blackbox;
 constexpr char USAGE[] = "main:\n\t-d, --debug: set debug level\n";
 constexpr char NEEDS_VALUE[] = "need value for argument '-f'.\nmain:\n\t-d, --debug: set debug level\n";
 
-struct CommandLine {
-    const char *strOptions;
-    const char *strOut;
-};
-
-const CommandLine COMMAND_LINES[] = {
+const std::pair<const char *, const char *> COMMAND_LINES[] = {
     {"-h", USAGE},
     {"--help", USAGE},
     {"-x", USAGE},
@@ -32,11 +27,11 @@ const CommandLine COMMAND_LINES[] = {
 TEST_F(BlackboxStartup, CommandLine)
 {
     AccessPoint &device = start();
-    for (const CommandLine &line : COMMAND_LINES) {
-        SCOPED_TRACE(line.strOptions);
-        const Result result = device.run(std::string("exec vxpd ") + line.strOptions);
+    for (const auto &[strOptions, strOut] : COMMAND_LINES) {
+        SCOPED_TRACE(strOptions);
+        const Result result = device.run(std::string("exec vxpd ") + strOptions);
         EXPECT_EQ(result.iStatus, 0);
-        EXPECT_EQ(result.strOut, line.strOut);
+        EXPECT_EQ(result.strOut, strOut);
         EXPECT_EQ(result.strErr, "");
     }
     EXPECT_EQ(device.run("test -d /made/by && test -d /made/too").iStatus, 0);
