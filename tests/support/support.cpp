@@ -31,8 +31,10 @@ void writeFile(const std::string &strPath, const std::string &strContent)
         throw std::runtime_error("cannot write " + strPath);
 }
 
-TemporaryFolder::TemporaryFolder() : m_strPath(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp")
+TemporaryFolder::TemporaryFolder(const std::string &strWhere) : m_strPath(strWhere)
 {
+    if (m_strPath.empty())
+        m_strPath = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     m_strPath += "/vxp-test-XXXXXX";
     check(mkdtemp(m_strPath.data()) ? 0 : -1, "mkdtemp");
 }

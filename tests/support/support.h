@@ -22,7 +22,7 @@ void writeFile(const std::string &strPath, const std::string &strContent);
 class TemporaryFolder
 {
 public:
-    TemporaryFolder();
+    explicit TemporaryFolder(const std::string &strWhere = "");
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
