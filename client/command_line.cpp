@@ -34,6 +34,7 @@ Examples:
   vxpctl network set 02:00:00:00:00:52 --ip 192.168.0.52 --mask 255.255.255.0 --gateway 192.168.0.1
   vxpctl save Lobby                            keep the changes over a reboot
   vxpctl reboot --all --yes                    without a question
+  vxpctl decode trouble.pcap                   what a capture of tcpdump or Wireshark shows
 
 Passwords are asked for, or come from --password-file, --password-fd or VXPCTL_PASSWORD.
 
@@ -75,6 +76,18 @@ void addSendingOptions(CLI::App &sub, Options &options, CommandKind kind)
         ->capture_default_str();
 }
 
+void addNetworkOptions(CLI::App &sub, Options &options, CommandKind kind)
+{
+    sub.add_option("-i,--interface", options.interfaces, "Use this network interface only; may be repeated")
+        ->type_name("IFACE")
+        ->allow_extra_args(false);
+    addSendingOptions(sub, options, kind);
+    sub.add_flag("-v,--verbose", options.verbose, "Tell on standard error what is sent and what is ignored");
+    sub.add_flag("--trace", options.trace, "Tell every datagram too, decoded and without secrets");
+    sub.add_option("--pcap", options.captureFile, "Write every datagram to this capture file, without secrets")
+        ->type_name("FILE");
+}
+
 void addOutputOptions(CLI::App &sub, Options &options, CommandKind kind)
 {
     const auto setFormat = [&options](const std::string &name) { options.format = formats.at(name); };
@@ -90,8 +103,6 @@ void addOutputOptions(CLI::App &sub, Options &options, CommandKind kind)
     if (kind != CommandKind::listen)
         sub.add_option("--sort", options.selection.sort, "Sort by this field; with - before it, the other way round")
             ->type_name("FIELD");
-    sub.add_flag("-v,--verbose", options.verbose, "Tell on standard error what is sent and what is ignored");
-    sub.add_flag("--trace", options.trace, "Tell every datagram too, decoded and without secrets");
 }
 
 void addDeviceOptions(CLI::App &sub, Options &options)
@@ -194,10 +205,10 @@ void addCommand(CLI::App &app, Entry &entry)
         addDeviceOptions(sub, options);
     for (const Setting &setting : entry.command.settings)
         addSetting(sub, options, setting);
-    sub.add_option("-i,--interface", options.interfaces, "Use this network interface only; may be repeated")
-        ->type_name("IFACE")
-        ->allow_extra_args(false);
-    addSendingOptions(sub, options, kind);
+    if (kind == CommandKind::local)
+        sub.add_option(entry.command.operand, options.targets, entry.command.operandHelp)->type_name("");
+    else
+        addNetworkOptions(sub, options, kind);
     addOutputOptions(sub, options, kind);
     sub.get_formatter()->column_width(app.get_formatter()->get_column_width());
     sub.footer(entry.command.description);

@@ -29,6 +29,7 @@ enum class CommandKind {
     survey, // asks everybody
     listen, // sends nothing
     device, // asks the devices that the command line names
+    local,  // neither sends nor listens
 };
 
 struct Command {
@@ -39,11 +40,13 @@ struct Command {
     std::function<ExitCode(const Options &, Writer &, const Log &)> run;
     CommandKind kind = CommandKind::survey;
     std::vector<Setting> settings{};
+    std::string operand{}, operandHelp{}; // what a local command is about; in Options::targets
 };
 
 Command discoverCommand();
 Command neighborsCommand();
 Command watchCommand();
+Command decodeCommand();
 std::vector<Command> identityCommands(); // show, status, functions
 std::vector<Command> networkCommands();
 std::vector<Command> passwordCommands();

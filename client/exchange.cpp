@@ -40,8 +40,9 @@ class Conversation
 {
 public:
     Conversation(const Device &device, const Operation &operation, const Datum &body, const Log &log)
-        : m_device(device), m_operation(operation), m_log(log),
-          m_request(makeRequest(operation.uCode, m_uTag, device.mac.data(), device.ip.data(), body))
+        : m_device(device), m_operation(operation),
+          m_request(makeRequest(operation.uCode, m_uTag, device.mac.data(), device.ip.data(), body)),
+          m_socket(VXP_REPLY_PORT, log)
     {
     }
     const Datum &request() const { return m_request; }
@@ -50,7 +51,6 @@ public:
     {
         int error = ENODEV;
         for (const unsigned index : m_device.interfaces) {
-            m_log.datagram("to", m_request, interfaceName(index));
             const int result = m_socket.broadcast(m_request, VXP_REQUEST_PORT, index);
             error = error && result ? result : 0;
         }
@@ -87,7 +87,6 @@ private:
             std::memcmp(header->ucMAC, m_device.mac.data(), m_device.mac.size()) != 0 ||
             std::memcmp(header->ucIP, m_device.ip.data(), m_device.ip.size()) != 0)
             return std::nullopt;
-        m_log.datagram("from", datagram.bytes, interfaceName(datagram.index));
         const std::string operation(m_operation.name);
         if (header->uFlag == VXP_AUTH_FAILED)
             throw failure(ExitCode::refused, m_device, "auth_failed", "the password is refused (" + operation + ")",
@@ -103,11 +102,10 @@ private:
 
     const Device &m_device;
     const Operation &m_operation;
-    const Log &m_log;
     std::uint16_t m_uTag = randomTag();
     Datum m_request;
     Interrupt m_interrupt{};
-    UdpSocket m_socket{VXP_REPLY_PORT};
+    UdpSocket m_socket;
 };
 
 bool changesOrTells(const Operation &operation)

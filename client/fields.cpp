@@ -42,6 +42,18 @@ Record addressText(const std::uint8_t (&bytes)[16])
     return ipText(bytes);
 }
 
+std::string timeText(std::time_t seconds, long microseconds)
+{
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char time[24], offset[8], fraction[24] = "";
+    std::strftime(time, sizeof time, "%Y-%m-%dT%H:%M:%S", &local);
+    std::strftime(offset, sizeof offset, "%z", &local);
+    if (microseconds >= 0)
+        std::snprintf(fraction, sizeof fraction, ".%06ld", microseconds);
+    return time + std::string(fraction) + std::string(offset).insert(3, ":");
+}
+
 Record dateTimeText(std::string_view digits)
 {
     if (digits.empty())

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,9 @@ Record addressText(const std::uint8_t (&bytes)[4]);
 Record addressText(const std::uint8_t (&bytes)[16]);
 // YYYYMMDDhhmmss as YYYY-MM-DDThh:mm:ss, the device's local time; what does not have 14 digits stays as it is.
 Record dateTimeText(std::string_view digits);
+
+// This host's time as ISO 8601 with the offset from UTC; with microseconds when these are given.
+std::string timeText(std::time_t seconds, long microseconds = -1);
 
 // Nothing when the text is no such address.
 std::optional<MAC_Address> parseMac(const std::string &text); // 02:4b:65:73:74:01 or 02-4B-65-73-74-01

@@ -1,19 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/log.h"
 
+#include "client/capture.h"
+#include "client/interfaces.h"
 #include "client/operations.h"
 
 namespace vxpctl
 {
 
-void Log::datagram(std::string_view direction, Bytes bytes, std::string_view interface) const
+void Log::packet(const Packet &packet) const
 {
+    if (m_capture)
+        m_capture->write(packet);
     if (!m_trace)
         return;
-    const auto shown = withoutSecrets(bytes);
+    const auto shown = withoutSecrets(packet.payload);
     // ASCII alone: nothing of it is acted on by a terminal.
     const std::string text = describeDatagram(shown).dump(-1, ' ', true, Record::error_handler_t::replace);
-    *m_trace << "vxpctl: " << direction << ' ' << interface << ": " << text << std::endl;
+    *m_trace << "vxpctl: " << (packet.sent ? "to " : "from ") << interfaceName(packet.index) << ": " << text
+             << std::endl;
 }
 
 } // namespace vxpctl

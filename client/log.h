@@ -2,7 +2,7 @@
 #ifndef VXP_CLIENT_LOG_H
 #define VXP_CLIENT_LOG_H
 
-#include "client/protocol.h"
+#include "client/packet.h"
 #include "client/text.h"
 
 #include <ostream>
@@ -12,21 +12,26 @@
 namespace vxpctl
 {
 
-// What -v and --trace tell, a line at a time; silent without a stream.
+class CaptureFile;
+
+// What -v and --trace tell, a line at a time, and --pcap writes; each only where there is something to write to.
 class Log
 {
 public:
-    explicit Log(std::ostream *out = nullptr, std::ostream *pTrace = nullptr) : m_out(out), m_trace(pTrace) {}
+    explicit Log(std::ostream *out = nullptr, std::ostream *pTrace = nullptr, CaptureFile *pCapture = nullptr)
+        : m_out(out), m_trace(pTrace), m_capture(pCapture)
+    {
+    }
     void operator()(std::string_view line) const
     {
         if (m_out)
             *m_out << "vxpctl: " << printable(line) << std::endl;
     }
-    // A datagram that was sent to or received from an interface, decoded and without its secrets.
-    void datagram(std::string_view direction, Bytes bytes, std::string_view interface) const;
+    void packet(const Packet &packet) const; // without its secrets
 
 private:
     std::ostream *m_out, *m_trace;
+    CaptureFile *m_capture;
 };
 
 } // namespace vxpctl

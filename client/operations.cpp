@@ -117,10 +117,23 @@ const char *flagText(std::uint16_t uFlag)
     }
 }
 
-// Where the operation's own body begins.
-std::size_t bodyOffset(const message_t &header, const Operation &op)
+// Where the body of the operation's own begins.
+std::size_t requestOffset(const Operation &op)
 {
-    return sizeof header + (header.uID == VXP_ID_REQUEST && op.authenticated ? sizeof(Credentials) : 0);
+    return sizeof(message_t) + (op.authenticated ? sizeof(Credentials) : 0);
+}
+
+struct Body {
+    std::size_t offset;
+    BodyFormat format;
+};
+
+Body bodyOf(const message_t &header, const Operation &op)
+{
+    if (header.uID == VXP_ID_REQUEST)
+        return {requestOffset(op), op.request};
+    const bool there = header.uID == VXP_ID_ANNOUNCEMENT || (header.uID == VXP_ID_REPLY && !header.uFlag);
+    return {sizeof header, there ? op.reply : none};
 }
 
 void cover(std::vector<std::uint8_t> &datagram, std::size_t offset, std::size_t size)
@@ -156,18 +169,23 @@ std::vector<std::uint8_t> withoutSecrets(Bytes datagram)
     const Operation *pOperation = header ? findOperation(header->uOP_Code) : nullptr;
     if (!pOperation)
         return out;
-    const bool isRequest = header->uID == VXP_ID_REQUEST;
-    if (isRequest && pOperation->authenticated)
-        cover(out, sizeof(message_t) + offsetof(Credentials, strPassword), sizeof(Credentials::strPassword));
-    for (const Range &secret : isRequest ? pOperation->requestSecrets : pOperation->replySecrets)
-        cover(out, bodyOffset(*header, *pOperation) + secret.offset, secret.size);
+    // A damaged message may be of either kind.
+    if (header->uID != VXP_ID_REPLY) {
+        if (pOperation->authenticated)
+            cover(out, sizeof(message_t) + offsetof(Credentials, strPassword), sizeof(Credentials::strPassword));
+        for (const Range &secret : pOperation->requestSecrets)
+            cover(out, requestOffset(*pOperation) + secret.offset, secret.size);
+    }
+    if (header->uID != VXP_ID_REQUEST)
+        for (const Range &secret : pOperation->replySecrets)
+            cover(out, sizeof(message_t) + secret.offset, secret.size);
     return out;
 }
 
 Record describeDatagram(Bytes datagram)
 {
     Record record;
-    record["bytes"] = datagram.size();
+    record["length"] = datagram.size();
     const auto header = readHeader(datagram);
     if (!header)
         return record;
@@ -186,11 +204,32 @@ Record describeDatagram(Bytes datagram)
         record["addressed_to"] = header->uFlag == VXP_TO_ONE ? "one" : "all";
     if (!pOperation)
         return record;
-    const BodyFormat &format = header->uID == VXP_ID_REQUEST ? pOperation->request : pOperation->reply;
-    const std::size_t offset = bodyOffset(*header, *pOperation);
+    const auto [offset, format] = bodyOf(*header, *pOperation);
     if (format.size && datagram.size() >= offset + format.size)
         record["body"] = format.decode(datagram.data() + offset);
     return record;
+}
+
+std::string problemOf(Bytes datagram)
+{
+    const auto header = readHeader(datagram);
+    if (!header)
+        return "shorter than a header of " + std::to_string(sizeof(message_t)) + " bytes";
+    const std::string kind = kindOf(*header);
+    if (kind == "unknown")
+        return "no message of this protocol";
+    const Operation *pOperation = findOperation(header->uOP_Code);
+    if (!pOperation)
+        return "no known operation";
+    const std::size_t size = datagram.size() - sizeof *header;
+    const auto [offset, format] = bodyOf(*header, *pOperation);
+    if (datagram.size() < offset + format.size)
+        return "cut off: a body of " + std::to_string(size) + " bytes, where this " + kind + " has " +
+               std::to_string(offset + format.size - sizeof *header);
+    if (header->uBodyLen != size)
+        return "the header tells of " + std::to_string(header->uBodyLen) + " bytes of body, and there are " +
+               std::to_string(size);
+    return "";
 }
 
 std::string hex(Bytes bytes)

@@ -41,6 +41,9 @@ std::vector<std::uint8_t> withoutSecrets(Bytes datagram);
 // Header and body as named values; for what is no message, its length only. Covers nothing.
 Record describeDatagram(Bytes datagram);
 
+// What is wrong with a message; empty when nothing is.
+std::string problemOf(Bytes datagram);
+
 std::string hex(Bytes bytes); // "fd fd 34 12 ..."
 
 } // namespace vxpctl

@@ -21,10 +21,11 @@ struct Options {
     int tries = 0;
     unsigned long count = 0; // 0 = no limit
     bool trace = false;
+    std::string captureFile{}; // empty: none
     Selection selection{};
 
     // Of commands that name devices.
-    std::vector<std::string> targets{};
+    std::vector<std::string> targets{}; // or files
     bool all = false;
     bool yes = false;
     bool dryRun = false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/capture.h"
 #include "client/commands.h"
-
 #include "client/failure.h"
 
 #include <ios>
@@ -10,10 +10,24 @@ namespace vxpctl
 namespace
 {
 
-ExitCode runGuarded(const Command &command, const Options &options, Writer &writer, const Log &log)
+ExitCode runCaptured(const Command &command, const Options &options, Writer &writer, std::ostream &err)
+{
+    std::optional<CaptureFile> capture;
+    if (!options.captureFile.empty())
+        capture.emplace(options.captureFile);
+    const Log log(options.verbose || options.trace ? &err : nullptr, options.trace ? &err : nullptr,
+                  capture ? &*capture : nullptr);
+    const ExitCode code = command.run(options, writer, log);
+    if (!capture || capture->isWhole())
+        return code;
+    writer.error({"capture_unwritable", capture->error(), "what it should show was sent all the same"});
+    return code == ExitCode::done ? ExitCode::failure : code;
+}
+
+ExitCode runGuarded(const Command &command, const Options &options, Writer &writer, std::ostream &err)
 {
     try {
-        return command.run(options, writer, log);
+        return runCaptured(command, options, writer, err);
     } catch (const Failure &failure) {
         writer.error(failure.error());
         return failure.exitCode();
@@ -29,9 +43,8 @@ ExitCode runGuarded(const Command &command, const Options &options, Writer &writ
 
 ExitCode runCommand(const Command &command, const Options &options, std::ostream &out, std::ostream &err)
 {
-    const Log log(options.verbose || options.trace ? &err : nullptr, options.trace ? &err : nullptr);
     const auto writer = makeWriter(options.format, command.view, options.selection, out, err);
-    const ExitCode code = runGuarded(command, options, *writer, log);
+    const ExitCode code = runGuarded(command, options, *writer, err);
     const ExitCode output = writer->finish();
     return code == ExitCode::done ? output : code;
 }

@@ -83,7 +83,6 @@ void Survey::ask()
     for (Outlet &outlet : m_outlets) {
         outlet.error = m_socket.broadcast(request, VXP_REQUEST_PORT, outlet.interface.index);
         outlet.sent |= outlet.error == 0;
-        m_log.datagram("to", request, outlet.interface.name);
         m_log((outlet.error ? "could not ask" : "asked") + (" on " + outlet.interface.name) +
               (outlet.error ? std::string(": ") + strerror(outlet.error) : ""));
     }
@@ -103,7 +102,6 @@ void Survey::take(const Datagram &datagram)
 {
     const Verdict verdict = judgeReply(datagram.bytes, m_query.uOP_Code, m_uReqTag, m_query.reply.size);
     m_noise.add(verdict);
-    m_log.datagram("from", datagram.bytes, interfaceName(datagram.index));
     if (verdict != Verdict::wanted)
         return;
     Record record = m_query.reply.decode(datagram.bytes.data() + sizeof(message_t));

@@ -73,7 +73,7 @@ private:
     Query m_query;
     std::uint16_t m_uReqTag;
     const Log &m_log;
-    UdpSocket m_socket{VXP_REPLY_PORT};
+    UdpSocket m_socket{VXP_REPLY_PORT, m_log};
     std::vector<Outlet> m_outlets{};
     std::map<std::string, Found> m_found{}; // by MAC address
     Noise m_noise{};

@@ -6,8 +6,10 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace vxpctl
@@ -30,6 +32,14 @@ sockaddr_in addressOf(in_addr_t host, std::uint16_t port)
     address.sin_addr.s_addr = htonl(host);
     address.sin_port = htons(port);
     return address;
+}
+
+Endpoint endpointOf(const sockaddr_in &address)
+{
+    Endpoint result;
+    std::memcpy(result.host.data(), &address.sin_addr, result.host.size());
+    result.port = ntohs(address.sin_port);
+    return result;
 }
 
 Failure socketFailure(std::uint16_t port)
@@ -55,21 +65,22 @@ bool enable(int fd, int level, int option, int value = 1)
     return setsockopt(fd, level, option, &value, sizeof value) == 0;
 }
 
-unsigned arrivalIndex(msghdr &message)
+in_pktinfo arrivalOf(msghdr &message)
 {
     for (cmsghdr *pControl = CMSG_FIRSTHDR(&message); pControl; pControl = CMSG_NXTHDR(&message, pControl)) {
         if (pControl->cmsg_level != IPPROTO_IP || pControl->cmsg_type != IP_PKTINFO)
             continue;
         in_pktinfo info;
         std::memcpy(&info, CMSG_DATA(pControl), sizeof info);
-        return static_cast<unsigned>(info.ipi_ifindex);
+        return info;
     }
-    return 0;
+    return {};
 }
 
 } // namespace
 
-UdpSocket::UdpSocket(std::uint16_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+UdpSocket::UdpSocket(std::uint16_t port, const Log &log)
+    : m_port(port), m_log(log), m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
     const int fd = m_fd.get();
     const sockaddr_in address = addressOf(INADDR_ANY, port);
@@ -78,6 +89,16 @@ UdpSocket::UdpSocket(std::uint16_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOC
         bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
         throw socketFailure(port);
     enable(fd, SOL_SOCKET, SO_RCVBUF, receiveBuffer); // a wish: the kernel gives what it allows
+}
+
+Endpoint UdpSocket::local(unsigned index) const
+{
+    ifreq request{};
+    sockaddr_in address{};
+    if (if_indextoname(index, request.ifr_name) && ioctl(m_fd.get(), SIOCGIFADDR, &request) == 0)
+        std::memcpy(&address, &request.ifr_addr, sizeof address);
+    address.sin_port = htons(m_port);
+    return endpointOf(address);
 }
 
 int UdpSocket::broadcast(Bytes bytes, std::uint16_t port, unsigned index) const
@@ -99,7 +120,10 @@ int UdpSocket::broadcast(Bytes bytes, std::uint16_t port, unsigned index) const
     in_pktinfo info{};
     info.ipi_ifindex = static_cast<int>(index);
     std::memcpy(CMSG_DATA(pControl), &info, sizeof info);
-    return sendmsg(m_fd.get(), &message, 0) < 0 ? errno : 0;
+    if (sendmsg(m_fd.get(), &message, 0) < 0)
+        return errno;
+    m_log.packet({bytes, local(index), endpointOf(address), index, true});
+    return 0;
 }
 
 Wake UdpSocket::wait(std::optional<Clock::time_point> deadline, const Interrupt &interrupt) const
@@ -139,9 +163,13 @@ std::optional<Datagram> UdpSocket::receive()
             return std::nullopt;
         throw Failure(ExitCode::localNetwork, {"receive", std::string("cannot receive: ") + strerror(errno), ""});
     }
-    char text[INET_ADDRSTRLEN];
-    return Datagram{Bytes(m_buffer.data(), static_cast<std::size_t>(size)),
-                    inet_ntop(AF_INET, &sender.sin_addr, text, sizeof text), arrivalIndex(message)};
+    const in_pktinfo arrival = arrivalOf(message);
+    sockaddr_in destination = addressOf(INADDR_ANY, m_port);
+    destination.sin_addr = arrival.ipi_addr;
+    const Packet packet{Bytes(m_buffer.data(), static_cast<std::size_t>(size)), endpointOf(sender),
+                        endpointOf(destination), static_cast<unsigned>(arrival.ipi_ifindex)};
+    m_log.packet(packet);
+    return Datagram{packet.payload, packet.source.hostText(), packet.index};
 }
 
 } // namespace vxpctl

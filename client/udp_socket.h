@@ -4,6 +4,7 @@
 
 #include "client/file_descriptor.h"
 #include "client/interrupt.h"
+#include "client/log.h"
 #include "client/protocol.h"
 
 #include <array>
@@ -32,11 +33,12 @@ enum class Wake { datagram, deadline, interrupted };
 
 // One socket for all interfaces. It is bound to 0.0.0.0, since a socket bound to one of the host's addresses is never
 // given what was broadcast to 255.255.255.255; IP_PKTINFO (ip(7)) chooses and tells the interface. The port is shared
-// (SO_REUSEADDR), and the kernel gives each sharer its own copy of every broadcast.
+// (SO_REUSEADDR), and the kernel gives each sharer its own copy of every broadcast. Each datagram that is sent or
+// received is told to the log.
 class UdpSocket
 {
 public:
-    explicit UdpSocket(std::uint16_t port); // throws Failure
+    UdpSocket(std::uint16_t port, const Log &log); // throws Failure
 
     // Broadcast to 255.255.255.255 through one interface. Returns 0 or an errno value.
     int broadcast(Bytes bytes, std::uint16_t port, unsigned index) const;
@@ -48,6 +50,11 @@ public:
     std::optional<Datagram> receive();
 
 private:
+    // This socket as an end of what goes through an interface; the host is 0.0.0.0 when the interface has no address.
+    Endpoint local(unsigned index) const;
+
+    std::uint16_t m_port;
+    const Log &m_log;
     FileDescriptor m_fd;
     std::array<std::uint8_t, VXP_BUFFER_SIZE> m_buffer;
 };

@@ -4,6 +4,7 @@
 #include "client/commands.h"
 
 #include "client/decode.h"
+#include "client/fields.h"
 #include "client/interfaces.h"
 #include "client/survey.h"
 
@@ -16,17 +17,6 @@ namespace
 {
 
 constexpr BodyFormat announcement = bodyFormat<AnnouncementBody>;
-
-// Local time as ISO 8601 with the offset from UTC.
-std::string now()
-{
-    const std::time_t seconds = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[32];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
-    return std::string(text, length).insert(length - 2, ":");
-}
 
 class Watcher
 {
@@ -59,13 +49,12 @@ private:
             return;
         const Verdict verdict = judgeAnnouncement(datagram.bytes, announcement.size);
         m_noise.add(verdict);
-        m_log.datagram("from", datagram.bytes, interfaceName(datagram.index));
         if (verdict != Verdict::wanted)
             return;
         Record record = announcement.decode(datagram.bytes.data() + sizeof(message_t));
         record["from"] = datagram.sender;
         record["interfaces"] = {interfaceName(datagram.index)};
-        record["seen"] = now();
+        record["seen"] = timeText(std::time(nullptr));
         m_writer.device(record);
         m_seen++;
     }
@@ -74,7 +63,7 @@ private:
     Writer &m_writer;
     const Log &m_log;
     Interrupt m_interrupt{};
-    UdpSocket m_socket{VXP_REQUEST_PORT};
+    UdpSocket m_socket{VXP_REQUEST_PORT, m_log};
     std::vector<Interface> m_interfaces{}; // empty: all
     Noise m_noise{};
     unsigned long m_seen = 0;

@@ -52,6 +52,21 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
     EXPECT_EQ(requests, 3);
 }
 
+TEST_F(NetworkTest, CapturesWhatGoesToAndFro)
+{
+    respond("ap0", {"Hall"});
+    const TemporaryFolder folder;
+    const std::string file = folder.path() + "/talk.pcap";
+    Vxpctl program({"discover", "-i", "mgr0", "--timeout", "1", "--tries", "2", "--pcap", file});
+    EXPECT_EQ(program.status(), 0);
+    Vxpctl decoder({"decode", file, "-o", "value", "-f", "from,from_port,to_port,operation,problem"});
+    EXPECT_EQ(decoder.status(), 0);
+    const std::string round = "10.1.2.1\t62992\t62976\tdiscover\t\n10.1.2.200\t62976\t62992\tdiscover\t";
+    EXPECT_THAT(decoder.out(), HasSubstr(round));
+    Vxpctl refused({"discover", "--pcap", folder.path() + "/no/talk.pcap"});
+    EXPECT_EQ(refused.status(), 1);
+}
+
 TEST_F(NetworkTest, ChoosesInterfacesAndPrintsATable)
 {
     respond("ap0", {"Hall\x1b]0;owned\x07"});

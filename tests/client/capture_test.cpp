@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Capture files: what is written, and what is read from frames of every kind.
+#include "client/capture.h"
+#include "client/commands.h"
+#include "frames.h"
+#include "tests/support/support.h"
+
+#include <sstream>
+
+using namespace vxpctl;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace
+{
+
+// An IPv4 packet of 10.1.2.72 to everybody, byte by byte.
+Frame packet(const Frame &payload, std::uint8_t portLow = 0x10)
+{
+    const auto size = static_cast<std::uint8_t>(payload.size()); // up to 227
+    Frame bytes{0x45, 0,
+                0,    static_cast<std::uint8_t>(28 + size),
+                0,    0,
+                0,    0,
+                64,   17,
+                0,    0,
+                10,   1,
+                2,    72,
+                255,  255,
+                255,  255,
+                0xF6, 0,
+                0xF6, portLow,
+                0,    static_cast<std::uint8_t>(8 + size),
+                0,    0};
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
+}
+
+Frame behind(Frame header, const Frame &rest)
+{
+    header.insert(header.end(), rest.begin(), rest.end());
+    return header;
+}
+
+Frame with(Frame frame, std::size_t offset, std::uint8_t byte)
+{
+    frame[offset] = byte;
+    return frame;
+}
+
+Frame first(Frame frame, std::size_t size)
+{
+    frame.resize(size);
+    return frame;
+}
+
+TEST(Capture, FramesOfEveryLinkType)
+{
+    const Frame payload{0xEE, 0xFE, 1, 2, 3}, ip = packet(payload);
+    const Frame ethernet(12, 2), cooked{0, 4, 0, 1, 0, 6, 1, 2, 3, 4, 5, 6, 0, 0};
+    const Frame cooked2{8, 0, 0, 0, 0, 0, 1, 7, 0, 1, 4, 6, 1, 2, 3, 4, 5, 6, 0, 0};
+    const struct {
+        const char *pWhat;
+        int linkType;
+        Frame frame;
+        std::string expected; // bytes of the payload and what is wrong; nothing: no packet for us
+    } cases[] = {
+        {"Ethernet", DLT_EN10MB, behind(behind(ethernet, {8, 0}), ip), "5 "},
+        {"Ethernet, padded", DLT_EN10MB, behind(behind(behind(ethernet, {8, 0}), ip), Frame(20, 9)), "5 "},
+        {"two VLAN tags", DLT_EN10MB, behind(behind(ethernet, {0x88, 0xA8, 0, 5, 0x81, 0, 0, 7, 8, 0}), ip), "5 "},
+        {"a VLAN tag and no more", DLT_EN10MB, behind(ethernet, {0x81, 0, 0, 7}), ""},
+        {"IPv6", DLT_EN10MB, behind(behind(ethernet, {0x86, 0xDD}), ip), ""},
+        {"cooked", DLT_LINUX_SLL, behind(behind(cooked, {8, 0}), ip), "5 "},
+        {"cooked 2", DLT_LINUX_SLL2, behind(cooked2, ip), "5  263 sent"},
+        {"raw", DLT_RAW, ip, "5 "},
+        {"loopback", DLT_NULL, behind({2, 0, 0, 0}, ip), "5 "},
+        {"unknown", DLT_PPP, ip, ""},
+        {"IP options", DLT_RAW,
+         behind(behind(with(first(ip, 20), 0, 0x46), Frame(4, 1)), Frame(ip.begin() + 20, ip.end())),
+         "5 UDP length 13 does not fit an IPv4 packet of 33 bytes"},
+        {"another port", DLT_RAW, packet(payload, 0x11), ""},
+        {"TCP", DLT_RAW, with(ip, 9, 6), ""},
+        {"header longer than the packet", DLT_RAW, with(ip, 0, 0x4F), ""},
+        {"header too short", DLT_RAW, with(ip, 0, 0x44), ""},
+        {"first fragment", DLT_RAW, with(ip, 6, 0x20), "5 a fragment: the rest of the datagram is in other packets"},
+        {"later fragment", DLT_RAW, with(ip, 7, 1), ""},
+        {"cut in the payload", DLT_RAW, first(ip, 30), "2 the capture has 2 of 5 bytes"},
+        {"cut in the header", DLT_RAW, first(ip, 27), ""},
+        {"UDP length too small", DLT_RAW, with(ip, 25, 7), "0 UDP length 7 does not fit an IPv4 packet of 33 bytes"},
+        {"empty", DLT_EN10MB, {}, ""},
+    };
+    for (const auto &c : cases) {
+        const auto found = dissect(c.linkType, c.frame);
+        std::string text;
+        if (found)
+            text = std::to_string(found->packet.payload.size()) + " " + found->problem +
+                   (found->packet.index ? " " + std::to_string(found->packet.index) : "") +
+                   (found->packet.sent ? " sent" : "");
+        EXPECT_EQ(text, c.expected) << c.pWhat;
+        if (found) {
+            EXPECT_EQ(found->packet.source.hostText() + " " + std::to_string(found->packet.source.port),
+                      "10.1.2.72 62976");
+        }
+    }
+}
+
+struct Shown {
+    ExitCode code;
+    std::string out, err;
+};
+
+Shown decode(const std::string &file, Format format)
+{
+    Options options;
+    options.format = format;
+    options.targets = {file};
+    std::ostringstream out, err;
+    const ExitCode code = runCommand(decodeCommand(), options, out, err);
+    return {code, out.str(), err.str()};
+}
+
+TEST(Capture, WhatIsWrittenIsReadWithoutSecrets)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.path() + "/talk.pcap";
+    Frame communities(22 + 65, 'S');
+    const Frame head{0xFD, 0xFD, 7, 0, 0xD4, 0, 2, 0x11, 0x22, 0x33, 0x44, 0x48, 10, 1, 2, 72, 0x77, 0x77, 2, 0, 65, 0};
+    std::copy(head.begin(), head.end(), communities.begin());
+    const Frame reply = discoverReply(Frame(22), "Hall");
+    const struct {
+        Frame payload;
+        Record kind, operation, problem;
+    } cases[] = {
+        {communities, "request", "set SNMP", nullptr},
+        {with(communities, 0, 0), "unknown", "set SNMP", "no message of this protocol"},
+        {with(with(reply, 20, 483 % 256), 21, 1), "reply", "discover", nullptr},
+        {reply, "reply", "discover", "the header tells of 0 bytes of body, and there are 483"},
+        {first(reply, 504), "reply", "discover", "cut off: a body of 482 bytes, where this reply has 483"},
+        {with(first(reply, 22), 16, 3), "reply", "discover", nullptr},
+        {with(reply, 4, 0x55), "reply", nullptr, "no known operation"},
+        {first(reply, 21), nullptr, nullptr, "shorter than a header of 22 bytes"},
+        {{}, nullptr, nullptr, "shorter than a header of 22 bytes"},
+    };
+    {
+        CaptureFile capture(file);
+        for (const auto &c : cases)
+            capture.write({c.payload, {{10, 1, 2, 1}, 62992}, {{255, 255, 255, 255}, 62976}, 3, true});
+        EXPECT_TRUE(capture.isWhole());
+    }
+    const std::string bytes = readFile(file);
+    EXPECT_THAT(bytes, Not(HasSubstr("SSS")));
+    const Shown all = decode(file, Format::json);
+    EXPECT_EQ(all.code, ExitCode::done);
+    const Record records = Record::parse(all.out)["devices"];
+    ASSERT_EQ(records.size(), std::size(cases));
+    for (std::size_t i = 0; i < std::size(cases); i++) {
+        EXPECT_EQ(records[i].value("kind", Record()), cases[i].kind) << i;
+        EXPECT_EQ(records[i].value("operation", Record()), cases[i].operation) << i;
+        EXPECT_EQ(records[i]["problem"], cases[i].problem) << i;
+    }
+    EXPECT_EQ(records[0]["from"], "10.1.2.1");
+    EXPECT_EQ(records[0]["interface_index"], 3);
+    EXPECT_EQ(records[2]["body"]["name"], "Hall");
+    EXPECT_THAT(decode(file, Format::table).out, HasSubstr("10.1.2.1         255.255.255.255  request       set SNMP"));
+
+    writeFile(file, bytes.substr(0, bytes.size() - 10)); // in the middle of the last one
+    const Shown damaged = decode(file, Format::value);
+    EXPECT_EQ(damaged.code, ExitCode::partly);
+    EXPECT_THAT(damaged.err, HasSubstr("is damaged"));
+    writeFile(file, bytes.substr(0, 24));
+    EXPECT_EQ(decode(file, Format::json).code, ExitCode::noDevice);
+    writeFile(file, "no capture");
+    EXPECT_EQ(decode(file, Format::json).code, ExitCode::failure);
+    if (access("/dev/full", W_OK) == 0) {
+        CaptureFile full("/dev/full");
+        full.write({reply, {}, {}});
+        EXPECT_THAT(full.error(), HasSubstr("No space left"));
+    }
+}
+
+} // namespace
