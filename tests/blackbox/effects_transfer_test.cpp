@@ -30,19 +30,22 @@ const Bytes STARTED = answer("00");
 // What all three refuse, in the same words.
 TEST_F(EffectsTransfer, Refusals)
 {
-    for (const auto &[iOperation, strField] : {std::pair{0x100, std::string("firmware-upgrade progress")},
-                                               {0x101, "config status"},
-                                               {0x102, "config status"}}) {
+    const struct {
+        uint16_t uOperation;
+        std::string strField;
+    } operations[] = {{0x100, "firmware-upgrade progress"}, {0x101, "config status"}, {0x102, "config status"}};
+    for (const auto &operation : operations) {
+        const std::string &strField = operation.strField;
         const std::string strReply = "get " + strField + " | reply 152";
         m_strAlways = "@reads: " + strField;
         const auto refuse = [&](const char *strCase, const Bytes &body, const std::string &strMessage,
                                 const std::string &strStored = "") {
-            check(static_cast<uint16_t>(iOperation), {strCase, body,
-                                                      answer("01", strMessage,
-                                                             body[0] == 1 ? "01"
-                                                             : body[0]    ? "ff"
-                                                                          : "00"),
-                                                      strReply, strStored.empty() ? "" : strField + ": " + strStored});
+            check(operation.uOperation, {strCase, body,
+                                         answer("01", strMessage,
+                                                body[0] == 1 ? "01"
+                                                : body[0]    ? "ff"
+                                                             : "00"),
+                                         strReply, strStored.empty() ? "" : strField + ": " + strStored});
         };
         refuse("no server type", hex("01 00 01") + FILE_NAME, "Invalid server type 0");
         refuse("server type 3", hex("01 03 03") + FILE_NAME, "Invalid server type 3");
