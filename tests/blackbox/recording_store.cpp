@@ -15,7 +15,7 @@
 //   @reads...                 log all reads whose key begins with VALUE
 //   @fail                     refuse every write with the error text VALUE
 //   @read N KEY               at the N-th read of KEY, which is stored, the value becomes VALUE
-#include "lsqlquery/lsqlquery.h"
+#include "tests/support/memory_store.h"
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
@@ -24,26 +24,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <mutex>
-#include <string>
 
 namespace
 {
 
-struct Field {
-    std::string strValue;
-    int iReads = 0;
-};
-
-std::mutex s_lock; // of the fields
-std::map<std::string, Field> s_fields;
-thread_local int s_iRecords = 0; // made and not yet released
+std::map<std::string, int> s_reads;
 
 void note(const std::string &strWhat)
 {
@@ -60,24 +49,20 @@ void refresh()
 {
     if (rename("/etc/recorded_store.new", "/etc/recorded_store") != 0)
         return;
-    s_fields.clear();
+    g_fakeStore = {};
+    s_reads.clear();
     std::ifstream file("/etc/recorded_store");
     for (std::string strKey, strValue; std::getline(file, strKey, '\t') && std::getline(file, strValue);)
-        s_fields[strKey] = {strValue};
+        (strKey == "@fail" ? g_fakeStore.error : g_fakeStore.values[strKey]) = strValue;
 }
 
 bool isNoted(const std::string &strKey)
 {
-    for (auto i = s_fields.lower_bound("@reads"); i != s_fields.end() && i->first.starts_with("@reads"); ++i)
-        if (strKey.starts_with(i->second.strValue))
+    const auto &values = g_fakeStore.values;
+    for (auto i = values.lower_bound("@reads"); i != values.end() && i->first.starts_with("@reads"); ++i)
+        if (strKey.starts_with(i->second))
             return true;
     return false;
-}
-
-std::string keyOf(const char *object, const char *instance, const char *field, const char *qfield, const char *qvalue)
-{
-    return std::string(object) + (instance ? std::string("/") + instance : "") + " " + field +
-           (qfield ? std::string(" ") + qfield + "=" + qvalue : "");
 }
 
 template <typename Function>
@@ -88,59 +73,18 @@ Function *next(const char *strName)
 
 } // namespace
 
-lsqlquery_pv *lsqlquery_new_pv_solo(const char *field, const char *value)
+void onStoreAccess(bool bWrite, const std::string &strKey, const std::string &strWritten)
 {
-    s_iRecords++;
-    return new lsqlquery_pv{strdup(field), strdup(value)};
-}
-
-lsqlquery_pv *lsqlquery_get_pv(const char *object, const char *instance, const char *field)
-{
-    return lsqlquery_get_pv_q1(object, instance, field, nullptr, nullptr);
-}
-
-lsqlquery_pv *lsqlquery_get_pv_q1(const char *object, const char *instance, const char *field, const char *qfield,
-                                  const char *qvalue)
-{
-    const std::string strKey = keyOf(object, instance, field, qfield, qvalue);
-    const std::lock_guard guard(s_lock);
     refresh();
-    if (isNoted(strKey))
+    if (bWrite)
+        note("set " + strKey + "=" + strWritten);
+    else if (isNoted(strKey))
         note("get " + strKey);
-    const auto found = s_fields.find(strKey);
-    if (found == s_fields.end())
-        return nullptr;
-    const auto change = s_fields.find("@read " + std::to_string(++found->second.iReads) + " " + strKey);
-    if (change != s_fields.end())
-        found->second.strValue = change->second.strValue;
-    return lsqlquery_new_pv_solo(field, found->second.strValue.c_str());
-}
-
-int lsqlquery_set_pv_with_error(const char *object, const char *instance, lsqlquery_pv *pv, lsqlquery_pv *qualifier,
-                                char **error)
-{
-    const std::string strKey = keyOf(object, instance, pv->field, qualifier ? qualifier->field : nullptr,
-                                     qualifier ? qualifier->value : nullptr);
-    const std::lock_guard guard(s_lock);
-    refresh();
-    note("set " + strKey + "=" + pv->value);
-    const auto failure = s_fields.find("@fail");
-    if (failure == s_fields.end()) {
-        s_fields[strKey].strValue = pv->value;
-        return 0;
-    }
-    *error = strdup(failure->second.strValue.c_str());
-    return 7;
-}
-
-void lsqlquery_destroy_pv(lsqlquery_pv *pv)
-{
-    if (!pv)
+    if (bWrite || !g_fakeStore.values.contains(strKey))
         return;
-    s_iRecords--;
-    free(pv->field);
-    free(pv->value);
-    delete pv;
+    const auto change = g_fakeStore.values.find("@read " + std::to_string(++s_reads[strKey]) + " " + strKey);
+    if (change != g_fakeStore.values.end())
+        g_fakeStore.values[strKey] = change->second;
 }
 
 // The loader looks here before it looks into the C library.
@@ -151,7 +95,7 @@ ssize_t sendto(int iFile, const void *pData, size_t uSize, int iFlags, const soc
     sockaddr_in address;
     memcpy(&address, pTo, sizeof address);
     if (ntohs(address.sin_port) == 62992)
-        note("reply " + std::to_string(uSize) + (s_iRecords ? ", " + std::to_string(s_iRecords) + " records out" : ""));
+        note("reply " + std::to_string(uSize) + (t_iRecords ? ", " + std::to_string(t_iRecords) + " records out" : ""));
     return syscall(SYS_sendto, iFile, pData, uSize, iFlags, pTo, uToSize);
 }
 
