@@ -86,6 +86,8 @@ TEST_F(EffectsQueries, AskedInOtherWays)
     const Bytes own = hex("02 4b 65 73 74 01  a9 fe 03 04");
     EXPECT_TRUE(same(replied + hex("c9 00") + own + hex("00 00  02 00  14 00  01 00 00 00  a9 fe 03 04") + zeros(12),
                      ask(request(0xC9, 0x1234, CREDENTIALS, own))));
+    prepare("management ip: (none) | management mac: (none)"); // the store decides, whatever the interface has
+    EXPECT_EQ(ask(request(0xD0, 0x1234, {}, zeros(10))).substr(0, 16), replied + hex("d0 00") + zeros(10));
 }
 
 TEST_F(Blackbox, Announcement)

@@ -115,11 +115,4 @@ TEST_F(BlackboxStartup, UnreadableSavedAddress)
     EXPECT_THAT(device.err(), testing::AnyOf("Memory error", "Reading error"));
 }
 
-// The device's own store library takes our library's place, with no rebuild.
-TEST_F(BlackboxStartup, OtherStoreLibrary)
-{
-    start({.settings = standardSettings({{"system system-name", "another store"}}), .bRecorded = true});
-    EXPECT_TRUE(same(text("another store", 64), ask(request(0xD0, 1)).substr(157, 64)));
-}
-
 } // namespace

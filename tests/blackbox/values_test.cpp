@@ -107,14 +107,4 @@ TEST_F(BlackboxValues, EmptyStore)
     EXPECT_TRUE(same(neighbour, ask(request(0xD0, 1, {}, ALL, TO_ALL))));
 }
 
-// One text with every kind of conversion goes to the log as it came; only "%%" turns into "%".
-TEST_F(BlackboxValues, TextIsNeverAFormat)
-{
-    AccessPoint &device =
-        start({.settings = standardSettings({{"system system-name", "%n%s%%"}, {"host static-dns-2", "%n%s%%"}}),
-               .strOptions = "-d"});
-    EXPECT_EQ(ask(request(0xA1, 1)).substr(22 + 204, 64), text("%n%s%%", 64));
-    EXPECT_THAT(device.err(), testing::HasSubstr("vxpd: DNS2=%n%s%\n"));
-}
-
 } // namespace

@@ -4,7 +4,6 @@
 #include "tests/store/store_fixture.h"
 
 #include <csignal>
-#include <fstream>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -13,7 +12,16 @@
 namespace
 {
 
-using Failure = StoreTest;
+class Failure : public StoreTest
+{
+protected:
+    // Another store in the place of ours.
+    void writeDamaged(std::string bytes, size_t at, const std::string &damage) const
+    {
+        removeStore();
+        writeFile(m_dataFile, bytes.replace(at, damage.size(), damage));
+    }
+};
 
 std::vector<std::string> g_reports;
 
@@ -229,11 +237,6 @@ TEST_F(Failure, AStoreThatWasReplacedIsNotWrittenInto)
     EXPECT_TRUE(std::filesystem::exists(m_dataFile));
 }
 
-void damage(const std::string &path, size_t at, const std::string &bytes)
-{
-    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(static_cast<long>(at)) << bytes;
-}
-
 TEST_F(Failure, DamageIsToldAndEndsNobody)
 {
     const struct {
@@ -256,9 +259,7 @@ TEST_F(Failure, DamageIsToldAndEndsNobody)
     const std::string whole = readFile(m_dataFile);
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
-        removeStore();
-        writeFile(m_dataFile, c.length ? whole.substr(0, c.length) : whole);
-        damage(m_dataFile, c.at, c.bytes);
+        writeDamaged(c.length ? whole.substr(0, c.length) : whole, c.at, c.bytes);
         EXPECT_EQ(0, inChild([] {
                       EXPECT_EQ(std::nullopt, get(MODEL));
                       EXPECT_EQ(LSQLSTORE_DAMAGED, lastCode());
@@ -273,23 +274,22 @@ TEST_F(Failure, DamageIsToldAndEndsNobody)
 // Whatever single page is hit: reads and writes end with an outcome, not with a signal.
 TEST_F(Failure, NoDamagedPageEndsAProcess)
 {
+    const auto row = [](int i) { return std::to_string(i); };
     for (int i = 0; i < 400; i++)
-        ASSERT_EQ(0, set({"o", std::to_string(i).c_str(), "field"}, std::string(60, 'v')));
+        ASSERT_EQ(0, set({"o", row(i).c_str(), "field"}, std::string(60, 'v')));
     ASSERT_EQ(0, lsqlstore_close());
     const std::string whole = readFile(m_dataFile);
     for (size_t page = 2; page < 24; page++) {
-        removeStore();
-        writeFile(m_dataFile, whole);
-        damage(m_dataFile, page * 4096, std::string(4096, '\0'));
-        EXPECT_EQ(0, inChild([] {
+        SCOPED_TRACE(page);
+        writeDamaged(whole, page * 4096, std::string(4096, '\0'));
+        EXPECT_EQ(0, inChild([&] {
                       contents();
                       for (int i = 0; i < 400; i++) {
-                          get({"o", std::to_string(i).c_str(), "field"});
-                          set({"o", std::to_string(i).c_str(), "other"}, "w");
+                          get({"o", row(i).c_str(), "field"});
+                          set({"o", row(i).c_str(), "other"}, "w");
                       }
                       return 0;
-                  }))
-            << "page " << page;
+                  }));
     }
 }
 

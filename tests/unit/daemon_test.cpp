@@ -79,15 +79,6 @@ TEST_F(Handlers, ReadTheStoreInTheOrderOfTheirFields)
               "get management interface; get management dhcp-status; get management ip; get management ip; ");
 }
 
-TEST_F(Handlers, OnlyResetsAndRebootActOnTheCallAfterTheReply)
-{
-    for (const RequestEntry *pEntry = g_ReqFunc; pEntry->pHandler; pEntry++)
-        EXPECT_EQ(pEntry->pHandler(nullptr, nullptr, nullptr, 0), 0) << pEntry->uOP_Code;
-    EXPECT_EQ(g_fakeStore.log,
-              "get management dhcp-status; set system factory-reset=yes; set system factory-reset=yes; "
-              "set system reboot=yes; ");
-}
-
 TEST_F(Handlers, AbortWhenTheReplyDoesNotFit)
 {
     EXPECT_EQ(call(funcQueryNeighbor, 253), 253);
