@@ -145,7 +145,7 @@ TEST_F(BlackboxBadInput, Random)
             ch = static_cast<char>(below(256));
         // Right up to some point, so that most get past the first look.
         const uint16_t uOperation =
-            std::next(OPERATIONS.begin(), below(static_cast<unsigned>(OPERATIONS.size())))->first;
+            std::next(OPERATIONS.begin(), static_cast<long>(below(static_cast<unsigned>(OPERATIONS.size()))))->first;
         const Bytes right = below(2) ? request(uOperation, 7, CREDENTIALS) : request(uOperation, 7, {}, ALL, TO_ALL);
         const size_t uRight = std::min<size_t>({datagram.size(), right.size(), below(200)});
         datagram.replace(0, uRight, right, 0, uRight);
