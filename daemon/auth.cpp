@@ -37,7 +37,7 @@ bool checkCredentials(const uint8_t *pBody)
     base64_decode(g_strCurrentUser, FieldText(credentials.strUser).str);
     base64_decode(strPassword, FieldText(credentials.strPassword).str);
     const bool bAccepted = sysCheckUser(g_strCurrentUser, strPassword) == 0;
-    explicit_bzero(strPassword, sizeof strPassword);
+    wipe(strPassword);
     return bAccepted;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lib/strings.h"
 
+#include <openssl/crypto.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -84,4 +86,10 @@ void formatText(std::span<char> dst, const char *strFormat, ...)
     va_start(args, strFormat);
     vsnprintf(dst.data(), dst.size(), strFormat, args);
     va_end(args);
+}
+
+// Not explicit_bzero, which uClibc does not have.
+void wipe(std::span<char> secret)
+{
+    OPENSSL_cleanse(secret.data(), secret.size());
 }

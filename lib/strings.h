@@ -31,6 +31,9 @@ void copyText(std::span<char> dst, const char *strText);
 // printf into dst, cut so that a NUL always fits.
 void formatText(std::span<char> dst, const char *strFormat, ...) __attribute__((format(printf, 2, 3)));
 
+// Overwrite what is secret, which no optimiser drops.
+void wipe(std::span<char> secret);
+
 // The text of a fixed-width field, which has no NUL of its own when it fills the field.
 template <size_t N>
 struct FieldText {

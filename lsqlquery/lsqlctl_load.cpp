@@ -34,7 +34,8 @@ int complainOfLine(const File &file, size_t line, const char *problem)
 template <class Item>
 bool grow(Item *&items, size_t count)
 {
-    void *const grown = reallocarray(items, count, sizeof(Item));
+    size_t size; // uClibc has no reallocarray
+    void *const grown = __builtin_mul_overflow(count, sizeof(Item), &size) ? nullptr : realloc(items, size);
     if (grown)
         items = static_cast<Item *>(grown);
     return grown;

@@ -23,7 +23,7 @@ uint32_t changePassword(const char *strUser, const char *strPassword)
         return BAD_CHARACTER;
     char *const strEscaped = str_insert_back_slash(strPassword, nullptr);
     System("submit SET_PASSWD '%s' '%s'", strUser, strEscaped);
-    explicit_bzero(strEscaped, strlen(strEscaped));
+    wipe({strEscaped, strlen(strEscaped)});
     return CHANGED;
 }
 
@@ -39,6 +39,6 @@ uint16_t funcChangeAdmin(const message_t *pMsg, const uint8_t *pBody, message_t 
     base64_decode(strUser, FieldText(body.strUser).str);
     base64_decode(strPassword, FieldText(body.strPassword).str);
     const uint32_t uStatus = changePassword(strUser, strPassword);
-    explicit_bzero(strPassword, sizeof strPassword);
+    wipe(strPassword);
     return finishStatus(*pMsg, pRetMsg, uStatus, uRetBufferLen);
 }
