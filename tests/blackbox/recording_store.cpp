@@ -15,33 +15,86 @@
 //   @reads...                 log all reads whose key begins with VALUE
 //   @fail                     refuse every write with the error text VALUE
 //   @read N KEY               at the N-th read of KEY, which is stored, the value becomes VALUE
-#include "tests/support/memory_store.h"
+//
+// It needs the C library alone, as the daemon does, to run wherever that runs.
+#include "lsqlquery/lsqlquery.h"
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <new>
 
 namespace
 {
 
-std::map<std::string, int> s_reads;
+struct Field {
+    Field *pNext;
+    char *strKey;
+    char *strValue;
+    int iReads;
+};
 
-void note(const std::string &strWhat)
+pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // of the fields
+Field *s_pFields = nullptr;
+thread_local int s_iRecords = 0; // made and not yet released
+
+// Texts are the heap's, as if memory were endless.
+__attribute__((format(printf, 1, 2))) char *format(const char *strFormat, ...)
 {
-    const std::string strLine = strWhat + "\n";
-    const int iFile =
-        open(getpid() == gettid() ? "/tmp/effects" : "/tmp/worker", O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-    if (write(iFile, strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size()))
+    char *strText = nullptr;
+    va_list arguments;
+    va_start(arguments, strFormat);
+    if (vasprintf(&strText, strFormat, arguments) < 0)
+        abort();
+    va_end(arguments);
+    return strText;
+}
+
+// strLine: released here
+void note(char *strLine)
+{
+    const bool bMain = getpid() == syscall(SYS_gettid);
+    const int iFile = open(bMain ? "/tmp/effects" : "/tmp/worker", O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (write(iFile, strLine, strlen(strLine)) != static_cast<ssize_t>(strlen(strLine)))
         abort();
     close(iFile);
+    free(strLine);
+}
+
+Field *find(const char *strKey)
+{
+    Field *pField = s_pFields;
+    while (pField && strcmp(pField->strKey, strKey) != 0)
+        pField = pField->pNext;
+    return pField;
+}
+
+void put(const char *strKey, const char *strValue)
+{
+    Field *pField = find(strKey);
+    if (!pField)
+        s_pFields = pField = new (malloc(sizeof(Field))) Field{s_pFields, strdup(strKey), nullptr, 0};
+    free(pField->strValue);
+    pField->strValue = strdup(strValue);
+}
+
+void clear()
+{
+    while (Field *const pField = s_pFields) {
+        s_pFields = pField->pNext;
+        free(pField->strKey);
+        free(pField->strValue);
+        free(pField);
+    }
 }
 
 // Look for a new content.
@@ -49,20 +102,61 @@ void refresh()
 {
     if (rename("/etc/recorded_store.new", "/etc/recorded_store") != 0)
         return;
-    g_fakeStore = {};
-    s_reads.clear();
-    std::ifstream file("/etc/recorded_store");
-    for (std::string strKey, strValue; std::getline(file, strKey, '\t') && std::getline(file, strValue);)
-        (strKey == "@fail" ? g_fakeStore.error : g_fakeStore.values[strKey]) = strValue;
+    clear();
+    FILE *const pFile = fopen("/etc/recorded_store", "r");
+    char *strLine = nullptr;
+    size_t uSize = 0;
+    while (getline(&strLine, &uSize, pFile) > 0) {
+        char *const strValue = strchr(strLine, '\t');
+        *strValue = '\0';
+        strValue[1 + strcspn(strValue + 1, "\n")] = '\0';
+        put(strLine, strValue + 1);
+    }
+    free(strLine);
+    fclose(pFile);
 }
 
-bool isNoted(const std::string &strKey)
+bool isNoted(const char *strKey)
 {
-    const auto &values = g_fakeStore.values;
-    for (auto i = values.lower_bound("@reads"); i != values.end() && i->first.starts_with("@reads"); ++i)
-        if (strKey.starts_with(i->second))
+    for (const Field *pField = s_pFields; pField; pField = pField->pNext)
+        if (strncmp(pField->strKey, "@reads", 6) == 0 &&
+            strncmp(strKey, pField->strValue, strlen(pField->strValue)) == 0)
             return true;
     return false;
+}
+
+char *keyOf(const char *object, const char *instance, const char *field, const char *qfield, const char *qvalue)
+{
+    return format("%s%s%s %s%s%s%s%s", object, instance ? "/" : "", instance ? instance : "", field, qfield ? " " : "",
+                  qfield ? qfield : "", qfield ? "=" : "", qfield ? qvalue : "");
+}
+
+// With the lock held.
+lsqlquery_pv *readField(const char *strKey, const char *field)
+{
+    refresh();
+    if (isNoted(strKey))
+        note(format("get %s\n", strKey));
+    Field *const pField = find(strKey);
+    if (!pField)
+        return nullptr;
+    char *const strChange = format("@read %d %s", ++pField->iReads, strKey);
+    if (const Field *const pChange = find(strChange))
+        put(strKey, pChange->strValue);
+    free(strChange);
+    return lsqlquery_new_pv_solo(field, pField->strValue);
+}
+
+int writeField(const char *strKey, const char *strValue, char **error)
+{
+    refresh();
+    note(format("set %s=%s\n", strKey, strValue));
+    if (const Field *const pFailure = find("@fail")) {
+        *error = strdup(pFailure->strValue);
+        return 7;
+    }
+    put(strKey, strValue);
+    return 0;
 }
 
 template <typename Function>
@@ -73,18 +167,48 @@ Function *next(const char *strName)
 
 } // namespace
 
-void onStoreAccess(bool bWrite, const std::string &strKey, const std::string &strWritten)
+lsqlquery_pv *lsqlquery_new_pv_solo(const char *field, const char *value)
 {
-    refresh();
-    if (bWrite)
-        note("set " + strKey + "=" + strWritten);
-    else if (isNoted(strKey))
-        note("get " + strKey);
-    if (bWrite || !g_fakeStore.values.contains(strKey))
+    s_iRecords++;
+    return new (malloc(sizeof(lsqlquery_pv))) lsqlquery_pv{strdup(field), strdup(value)};
+}
+
+lsqlquery_pv *lsqlquery_get_pv(const char *object, const char *instance, const char *field)
+{
+    return lsqlquery_get_pv_q1(object, instance, field, nullptr, nullptr);
+}
+
+lsqlquery_pv *lsqlquery_get_pv_q1(const char *object, const char *instance, const char *field, const char *qfield,
+                                  const char *qvalue)
+{
+    char *const strKey = keyOf(object, instance, field, qfield, qvalue);
+    pthread_mutex_lock(&s_lock);
+    lsqlquery_pv *const pResult = readField(strKey, field);
+    pthread_mutex_unlock(&s_lock);
+    free(strKey);
+    return pResult;
+}
+
+int lsqlquery_set_pv_with_error(const char *object, const char *instance, lsqlquery_pv *pv, lsqlquery_pv *qualifier,
+                                char **error)
+{
+    char *const strKey = keyOf(object, instance, pv->field, qualifier ? qualifier->field : nullptr,
+                               qualifier ? qualifier->value : nullptr);
+    pthread_mutex_lock(&s_lock);
+    const int iResult = writeField(strKey, pv->value, error);
+    pthread_mutex_unlock(&s_lock);
+    free(strKey);
+    return iResult;
+}
+
+void lsqlquery_destroy_pv(lsqlquery_pv *pv)
+{
+    if (!pv)
         return;
-    const auto change = g_fakeStore.values.find("@read " + std::to_string(++s_reads[strKey]) + " " + strKey);
-    if (change != g_fakeStore.values.end())
-        g_fakeStore.values[strKey] = change->second;
+    s_iRecords--;
+    free(pv->field);
+    free(pv->value);
+    free(pv);
 }
 
 // The loader looks here before it looks into the C library.
@@ -95,19 +219,21 @@ ssize_t sendto(int iFile, const void *pData, size_t uSize, int iFlags, const soc
     sockaddr_in address;
     memcpy(&address, pTo, sizeof address);
     if (ntohs(address.sin_port) == 62992)
-        note("reply " + std::to_string(uSize) + (t_iRecords ? ", " + std::to_string(t_iRecords) + " records out" : ""));
+        note(s_iRecords ? format("reply %zu, %d records out\n", uSize, s_iRecords) : format("reply %zu\n", uSize));
     return syscall(SYS_sendto, iFile, pData, uSize, iFlags, pTo, uToSize);
 }
 
 int system(const char *strCommand)
 {
-    note(std::filesystem::current_path().string() + "$ " + strCommand);
+    char *const strFolder = getcwd(nullptr, 0);
+    note(format("%s$ %s\n", strFolder, strCommand));
+    free(strFolder);
     return next<int(const char *)>("system")(strCommand);
 }
 
 unsigned sleep(unsigned uSeconds)
 {
-    note("sleep " + std::to_string(uSeconds));
+    note(format("sleep %u\n", uSeconds));
     return next<unsigned(unsigned)>("sleep")(uSeconds);
 }
 }
