@@ -4,6 +4,7 @@
 #   vxp_flags    warnings, hardening and sanitizers; everything links it
 #   vxp_bare     vxp_flags and C++ without exceptions, RTTI and a C++ runtime library; the daemon and the store link it
 include(CheckCXXCompilerFlag)
+include(CheckFunctionExists)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
 
@@ -42,17 +43,29 @@ target_link_libraries(vxp_bare INTERFACE vxp_flags)
 target_compile_options(vxp_bare INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -ffunction-sections -fdata-sections)
 
-# Link TARGET with the C driver, and look at the finished file: no C++ runtime library, and hardened.
+# uClibc has no checked calls, whatever _FORTIFY_SOURCE says.
+check_function_exists(__snprintf_chk VXP_HAVE_CHECKED_CALLS)
+
+# The most that text and read-only data may take on a device, bytes; looked at when built for size. vxpd has to fit.
+set(VXP_SIZE_LIMIT 131072)
+
+# vxp_bare_program(TARGET [LIBRARIES...]): link TARGET with the C driver, and look at the finished file: hardened, no C++
+# runtime library, and none but those named, which are without "lib" and ".so".
 function(vxp_bare_program target)
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
     target_link_libraries(${target} PRIVATE vxp_bare)
-    if(NOT VXP_SANITIZE)
-        target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed)
-        set(fortify "")
-        if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-            set(fortify --fortify)
-        endif()
-        add_custom_command(TARGET ${target} POST_BUILD VERBATIM
-            COMMAND ${PROJECT_SOURCE_DIR}/script/check-binary --readelf ${CMAKE_READELF} ${fortify} $<TARGET_FILE:${target}>)
+    if(VXP_SANITIZE)
+        return()
     endif()
+    target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed)
+    list(JOIN ARGN , libraries)
+    set(checks --libraries "${libraries}")
+    if(VXP_HAVE_CHECKED_CALLS AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+        list(APPEND checks --fortify)
+    endif()
+    if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
+        list(APPEND checks --limit ${VXP_SIZE_LIMIT})
+    endif()
+    add_custom_command(TARGET ${target} POST_BUILD VERBATIM
+        COMMAND ${PROJECT_SOURCE_DIR}/script/check-binary --readelf ${CMAKE_READELF} ${checks} $<TARGET_FILE:${target}>)
 endfunction()
