@@ -66,8 +66,8 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
         while (!isOver) {
             const auto start = Clock::now();
             EXPECT_NE(std::nullopt, get(COUNT)) << lastText();
-            const long ms = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-            slowestMs = std::max(slowestMs.load(), ms);
+            const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+            slowestMs = std::max(slowestMs.load(), static_cast<long>(ms));
         }
     });
     std::minstd_rand random(7);

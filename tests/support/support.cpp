@@ -109,7 +109,8 @@ MemoryFile::~MemoryFile()
 // By position: who writes shares the file's offset.
 std::string MemoryFile::content() const
 {
-    std::string strText(std::filesystem::file_size("/proc/self/fd/" + std::to_string(m_iFile)), '\0');
+    const auto uSize = std::filesystem::file_size("/proc/self/fd/" + std::to_string(m_iFile));
+    std::string strText(static_cast<size_t>(uSize), '\0');
     EXPECT_EQ(pread(m_iFile, strText.data(), strText.size(), 0), static_cast<ssize_t>(strText.size()));
     return strText;
 }
