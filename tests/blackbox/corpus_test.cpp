@@ -89,7 +89,7 @@ const std::pair<uint16_t, const char *> READS[] = {
     {0xA1, "host static-dns-1"},
     {0xD0, "management mask"},
     {0xD0, "system system-name"},
-    {0xD8, "interface/wlan0 security: static-wep | interface/wlan0 wep-default-key"},
+    {0xD8, "interface/wlan0 security: wpa-personal | interface/wlan0 wpa-personal-key"},
     {0x100, "firmware-upgrade progress"},
     {0x102, "config status"}};
 
