@@ -25,7 +25,7 @@ Bytes bytesOf(const Body &body)
 // The gaps of many clients must not stay in step.
 Clock::duration jittered(Clock::duration gap)
 {
-    static std::minstd_rand random{std::random_device{}()};
+    thread_local std::minstd_rand random{std::random_device{}()};
     return std::chrono::duration_cast<Clock::duration>(gap * std::uniform_real_distribution<>(0.8, 1.2)(random));
 }
 

@@ -3,6 +3,7 @@
 #define VXP_CLIENT_FILE_DESCRIPTOR_H
 
 #include <unistd.h>
+#include <utility>
 
 namespace vxpctl
 {
@@ -12,6 +13,7 @@ class FileDescriptor
 {
 public:
     explicit FileDescriptor(int fd) : m_fd(fd) {}
+    FileDescriptor(FileDescriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
     FileDescriptor(const FileDescriptor &) = delete;
     FileDescriptor &operator=(const FileDescriptor &) = delete;
     ~FileDescriptor()

@@ -2,27 +2,26 @@
 #ifndef VXP_CLIENT_INTERRUPT_H
 #define VXP_CLIENT_INTERRUPT_H
 
-#include "client/file_descriptor.h"
-
-#include <csignal>
+#include <memory>
 
 namespace vxpctl
 {
 
-// While it lives, SIGINT and SIGTERM make fd() readable instead of ending the process, so that a command can still
-// show what it has. A signal that was ignored at start (a background job of a script) stays ignored.
+// While one lives, SIGINT and SIGTERM make fd() readable instead of ending the process, so that a command can still
+// show what it has. All that live at a time share what came, and it stays until the last goes. Who starts threads holds
+// one before, so that they inherit its signal mask. A signal that was ignored at start (a background job of a script)
+// stays ignored.
 class Interrupt
 {
 public:
     Interrupt();
-    Interrupt(const Interrupt &) = delete;
-    Interrupt &operator=(const Interrupt &) = delete;
-    ~Interrupt();
-    int fd() const { return m_fd.get(); }
+    int fd() const;
+    bool came() const { return cameWithin(0); }
+    bool cameWithin(double seconds) const; // waits for it
 
 private:
-    sigset_t m_maskBefore;
-    FileDescriptor m_fd;
+    struct Watch;
+    std::shared_ptr<const Watch> m_watch;
 };
 
 } // namespace vxpctl

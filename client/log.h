@@ -8,13 +8,15 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <syncstream>
 
 namespace vxpctl
 {
 
 class CaptureFile;
 
-// What -v and --trace tell, a line at a time, and --pcap writes; each only where there is something to write to.
+// What -v and --trace tell, a line at a time, and --pcap writes; each only where there is something to write to;
+// from several threads, too.
 class Log
 {
 public:
@@ -25,7 +27,7 @@ public:
     void operator()(std::string_view line) const
     {
         if (m_out)
-            *m_out << "vxpctl: " << printable(line) << std::endl;
+            std::osyncstream(*m_out) << "vxpctl: " << printable(line) << std::endl;
     }
     void packet(const Packet &packet) const; // without its secrets
 
