@@ -47,6 +47,7 @@ public:
     }
     void error(const Error &error) override { m_next->error(error); }
     void note(std::string_view line) override { m_next->note(line); }
+    void event(const Record &event) override { m_next->event(event); }
     ExitCode finish() override
     {
         showSorted();

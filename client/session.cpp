@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/session.h"
 
+#include "client/interrupt.h"
+
 #include <algorithm>
+#include <future>
+#include <optional>
+#include <semaphore>
 
 namespace vxpctl
 {
@@ -90,25 +95,80 @@ Credentials readCredentials(const Task &task, const Options &options)
     return makeCredentials(readSecret(source));
 }
 
-ExitCode runOne(const Task &task, Session &session, Writer &writer)
+// What came of one device.
+struct Outcome {
+    std::optional<Record> record{};
+    std::vector<std::pair<ExitCode, Error>> errors{};
+};
+
+Outcome attempt(const Task &task, Session &session)
 {
     try {
-        const Record record = task.run(session);
-        writer.device(record);
+        Record record = task.run(session);
+        return {std::move(record), session.problems()};
     } catch (const NotSent &request) {
-        writer.device(notSent(session, request));
+        return {notSent(session, request)};
     } catch (const Failure &failure) {
         Error error = failure.error();
         error.device = session.device().macText();
-        writer.error(error);
-        return failure.exitCode();
+        return {{}, {{failure.exitCode(), error}}};
     }
+}
+
+Outcome runOne(const Task &task, Session &session, const Interrupt &interrupt)
+{
+    if (interrupt.came())
+        return {{},
+                {{ExitCode::interrupted,
+                  session.failure(ExitCode::interrupted, "interrupted", "interrupted before its turn").error()}}};
+    Outcome outcome = attempt(task, session);
+    if (session.hasPhases())
+        session.phase("done");
+    return outcome;
+}
+
+ExitCode show(const Outcome &outcome, Writer &writer)
+{
+    if (outcome.record)
+        writer.device(*outcome.record);
     ExitCode code = ExitCode::done;
-    for (const auto &[exitCode, error] : session.problems()) {
+    for (const auto &[exitCode, error] : outcome.errors) {
         writer.error(error);
         code = exitCode;
     }
     return code;
+}
+
+class Turn
+{
+public:
+    explicit Turn(std::counting_semaphore<> &turns) : m_turns(turns) { m_turns.acquire(); }
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
+    ~Turn() { m_turns.release(); }
+
+private:
+    std::counting_semaphore<> &m_turns;
+};
+
+// Results are shown in the order of the devices, whichever is ready first.
+void runAll(const Task &task, const std::vector<Device> &devices, const Options &options,
+            const Credentials &credentials, Writer &writer, const Log &log, Tally &tally)
+{
+    const Interrupt interrupt;
+    SharedWriter shared(writer);
+    std::counting_semaphore<> turns(task.parallel);
+    const auto policy = task.parallel > 1 ? std::launch::async : std::launch::deferred;
+    std::vector<std::future<Outcome>> outcomes;
+    for (const Device &device : devices)
+        outcomes.push_back(std::async(policy, [&] {
+            const Turn turn(turns);
+            Exchange exchange(options, credentials, log);
+            Session session(device, options, exchange, shared, log);
+            return runOne(task, session, interrupt);
+        }));
+    for (auto &outcome : outcomes)
+        tally.add(show(outcome.get(), shared));
 }
 
 } // namespace
@@ -144,6 +204,25 @@ void Session::problem(ExitCode exitCode, const std::string &code, const std::str
     m_problems.emplace_back(exitCode, failure(exitCode, code, message, hint).error());
 }
 
+void Session::phase(const std::string &name, int percent)
+{
+    if (m_options.dryRun)
+        return;
+    Record event{{"mac", m_device.macText()},
+                 {"name", m_device.identity["name"]},
+                 {"phase", name},
+                 {"percent", percent < 0 ? Record(nullptr) : Record(percent)}};
+    if (event != m_latestEvent)
+        m_writer.event(event);
+    m_latestEvent = std::move(event);
+}
+
+void Session::pause(double seconds) const
+{
+    if (Interrupt().cameWithin(seconds))
+        throw failure(ExitCode::interrupted, "interrupted", "interrupted; the device may do what it was asked");
+}
+
 void Session::compare(Record &record, const Record &wanted, const Record &actual, const std::string &why)
 {
     std::string differences;
@@ -173,13 +252,9 @@ ExitCode administer(const Options &options, Writer &writer, const Log &log, cons
         writer.note("note: " + warning);
     askPerson(task, options, found.devices);
     const Credentials credentials = readCredentials(task, options);
-    for (const Device &device : found.devices) {
-        Exchange exchange(options, credentials, log);
-        Session session(device, options, exchange, writer, log);
-        tally.add(runOne(task, session, writer));
-        if (tally.result() == ExitCode::interrupted)
-            break;
-    }
+    if (task.prepare)
+        task.prepare(found.devices);
+    runAll(task, found.devices, options, credentials, writer, log, tally);
     return tally.result();
 }
 

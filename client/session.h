@@ -29,6 +29,7 @@ public:
     const Options &options() const { return m_options; }
     const Log &log() const { return m_log; }
     Exchange &exchange() { return m_exchange; }
+    bool hasPhases() const { return !m_latestEvent.is_null(); }
 
     // An operation without a body of its own, and its reply.
     std::vector<std::uint8_t> ask(std::uint16_t uCode) { return m_exchange.ask(m_device, operation(uCode), {}); }
@@ -55,6 +56,9 @@ public:
     Failure failure(ExitCode exitCode, const std::string &code, const std::string &message,
                     const std::string &hint = {}) const;
     void note(const std::string &text) { m_writer.note(text); } // for people
+    // How far it has come, as Writer::event; runs from 0 to 100, or -1 when that is not known.
+    void phase(const std::string &name, int percent = -1);
+    void pause(double seconds) const; // throws Failure when the user interrupts
 
     // What the device reports against what was asked of it. Adds "result" and, where they differ, a problem.
     void compare(Record &record, const Record &wanted, const Record &actual, const std::string &why);
@@ -66,6 +70,7 @@ private:
     Writer &m_writer;
     const Log &m_log;
     std::vector<std::pair<ExitCode, Error>> m_problems{};
+    Record m_latestEvent{};
 };
 
 struct Task {
@@ -73,6 +78,8 @@ struct Task {
     bool password = true;                 // whether it needs the administrator's
     std::string question{};               // asked before anything is changed: "Reboot"; empty: not asked
     std::vector<std::string> warnings{};  // what the device is known not to do
+    unsigned parallel = 1;                // on so many devices at a time
+    std::function<void(const std::vector<Device> &)> prepare{}; // before all of them, when the person has agreed
 };
 
 // Values of the record's member "result".

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/writer.h"
 
+#include "client/progress_line.h"
 #include "client/text.h"
 
 #include <algorithm>
@@ -65,7 +66,11 @@ std::vector<Column> columnsFor(std::vector<Column> columns, const Record &record
 class TextWriter : public Writer
 {
 public:
-    TextWriter(View view, std::ostream &out, std::ostream &err) : m_view(std::move(view)), m_out(out), m_err(err) {}
+    // Only tables are for people; how far a job has come is told to programs by the lines of -o jsonl.
+    TextWriter(View view, std::ostream &out, std::ostream &err, bool table = true)
+        : m_view(std::move(view)), m_out(out), m_err(err), m_progress(err, table)
+    {
+    }
 
     void error(const Error &error) override
     {
@@ -79,6 +84,7 @@ public:
         flush();
         m_err << printable(line) << std::endl;
     }
+    void event(const Record &event) override { m_progress.show(event); }
     ExitCode finish() override
     {
         flush();
@@ -87,10 +93,17 @@ public:
 
 protected:
     // Before anything goes to the other stream: on a terminal the lines stand in the order of the calls.
-    virtual void flush() { m_out.flush(); }
+    virtual void flush()
+    {
+        m_progress.erase();
+        m_out.flush();
+    }
 
     View m_view;
     std::ostream &m_out, &m_err;
+
+private:
+    ProgressLine m_progress;
 };
 
 class TableWriter : public TextWriter
@@ -127,6 +140,7 @@ private:
     }
     void flush() override
     {
+        TextWriter::flush();
         for (const Row &row : std::exchange(m_rows, {}))
             print(row);
         m_out.flush();
@@ -171,7 +185,7 @@ class DelimitedWriter : public TextWriter
 {
 public:
     DelimitedWriter(View view, bool csv, std::ostream &out, std::ostream &err)
-        : TextWriter(std::move(view), out, err), m_csv(csv)
+        : TextWriter(std::move(view), out, err, false), m_csv(csv)
     {
     }
     void device(const Record &record) override
@@ -246,6 +260,7 @@ public:
     void device(const Record &record) override { m_envelope["devices"].push_back(record); }
     void error(const Error &error) override { m_envelope["errors"].push_back(toRecord(error)); }
     void note(std::string_view) override {}
+    void event(const Record &) override {}
     ExitCode finish() override
     {
         m_out << ascii(m_envelope, 2) << std::endl;
@@ -264,6 +279,7 @@ public:
     void device(const Record &record) override { line("device", record); }
     void error(const Error &error) override { line("error", toRecord(error)); }
     void note(std::string_view) override {}
+    void event(const Record &event) override { line("event", event); }
     ExitCode finish() override { return ExitCode::done; }
 
 private:

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -50,7 +51,43 @@ public:
     virtual void device(const Record &record) = 0;
     virtual void error(const Error &error) = 0;
     virtual void note(std::string_view line) = 0; // for people only
-    virtual ExitCode finish() = 0;                // last call; done, or what is wrong with the output asked for
+    // How far a job has come: mac, name, phase, and percent where it is known. The phase "done" ends it.
+    virtual void event(const Record &event) = 0;
+    virtual ExitCode finish() = 0; // last call; done, or what is wrong with the output asked for
+};
+
+// Another writer, called from one thread at a time.
+class SharedWriter : public Writer
+{
+public:
+    explicit SharedWriter(Writer &writer) : m_writer(writer) {}
+    void device(const Record &record) override
+    {
+        locked([&] { m_writer.device(record); });
+    }
+    void error(const Error &error) override
+    {
+        locked([&] { m_writer.error(error); });
+    }
+    void note(std::string_view line) override
+    {
+        locked([&] { m_writer.note(line); });
+    }
+    void event(const Record &event) override
+    {
+        locked([&] { m_writer.event(event); });
+    }
+    ExitCode finish() override { return m_writer.finish(); }
+
+private:
+    void locked(auto action)
+    {
+        const std::lock_guard lock(m_mutex);
+        action();
+    }
+
+    Writer &m_writer;
+    std::mutex m_mutex{};
 };
 
 // Results go to out; with the formats that are not JSON, errors and notes go to err.
