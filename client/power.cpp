@@ -3,21 +3,12 @@
 // save, reboot, reset.
 #include "client/commands.h"
 
-#include "client/session.h"
-#include "client/udp_socket.h"
-
-#include <charconv>
-#include <cmath>
+#include "client/restart.h"
 
 namespace vxpctl
 {
 namespace
 {
-
-constexpr double pollTime = 0.4;                      // seconds to wait for a device to report itself
-constexpr double downTime = 1.5;                      // seconds of silence that mean that it went down
-constexpr double defaultWait = 180;                   // seconds until it has to be back
-constexpr auto goDownTime = std::chrono::seconds(30); // time in which it has to begin
 
 Record done(const Session &session)
 {
@@ -26,47 +17,7 @@ Record done(const Session &session)
     return record;
 }
 
-double waitSeconds(const Options &options)
-{
-    const auto text = options.value("--wait");
-    double seconds = defaultWait;
-    if (!text)
-        return seconds;
-    const auto [pEnd, error] = std::from_chars(text->data(), text->data() + text->size(), seconds);
-    if (error != std::errc() || *pEnd || !(seconds >= 1 && seconds <= 86400))
-        throw Failure(ExitCode::usage, {"usage", "'" + *text + "' is no time from 1 to 86400 seconds (--wait)", ""});
-    return seconds;
-}
-
-// Follows the device down and up again by asking it to report itself; a lost answer does not make it down.
-void awaitReturn(Session &session, Record &record)
-{
-    const auto start = Clock::now(), end = start + duration(waitSeconds(session.options()));
-    auto latestAnswer = start;
-    bool down = false;
-    while (Clock::now() < end) {
-        const auto asked = Clock::now();
-        const auto device = lookAgain(session.device(), pollTime, 1, session.log());
-        if (device && down) {
-            record["ip"] = device->identity["ip"];
-            record["name"] = device->identity["name"];
-            record["version"] = device->identity["version"];
-            record["seconds"] = std::round(std::chrono::duration<double>(Clock::now() - start).count() * 10) / 10;
-            record["result"] = verified;
-            return;
-        }
-        if (device)
-            latestAnswer = asked;
-        down = down || Clock::now() - latestAnswer > duration(downTime);
-        if (!down && Clock::now() - start > goDownTime)
-            break;
-    }
-    if (!down)
-        throw session.failure(ExitCode::notVerified, "not_verified", "accepted the request, but has not gone down",
-                              "look at its log, or wait longer and ask again");
-    throw session.failure(ExitCode::noAnswer, "not_back", "has not come back in time",
-                          "give more time with --wait; after a reset its address may have changed: vxpctl discover");
-}
+constexpr double defaultWait = 180; // seconds until a device has to be back
 
 Record restart(Session &session, std::uint16_t uCode)
 {
@@ -75,7 +26,7 @@ Record restart(Session &session, std::uint16_t uCode)
     record["version"] = session.device().identity["version"];
     record["seconds"] = nullptr;
     if (!session.options().given("--no-wait"))
-        awaitReturn(session, record);
+        awaitReturn(session, record, numberOption(session.options(), "--wait", defaultWait, longestWait));
     return record;
 }
 
@@ -89,7 +40,7 @@ ExitCode runSave(const Options &options, Writer &writer, const Log &log)
 
 ExitCode runReboot(const Options &options, Writer &writer, const Log &log)
 {
-    waitSeconds(options);
+    numberOption(options, "--wait", defaultWait, longestWait);
     Task task{[](Session &session) { return restart(session, VXP_OP_REBOOT); }, false};
     task.question = "Reboot";
     return administer(options, writer, log, task);
@@ -97,7 +48,7 @@ ExitCode runReboot(const Options &options, Writer &writer, const Log &log)
 
 ExitCode runReset(const Options &options, Writer &writer, const Log &log)
 {
-    waitSeconds(options);
+    numberOption(options, "--wait", defaultWait, longestWait);
     const bool keep = options.given("--keep-address");
     const std::uint16_t uCode = keep ? VXP_OP_FACTORY_RESET_WITHOUT_IP : VXP_OP_FACTORY_RESET;
     Task task{[uCode](Session &session) { return restart(session, uCode); }};

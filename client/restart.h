@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VXP_CLIENT_RESTART_H
+#define VXP_CLIENT_RESTART_H
+
+#include "client/session.h"
+
+#include <string>
+
+namespace vxpctl
+{
+
+inline constexpr double longestWait = 86400; // seconds
+
+// An option's number, from 1 to most. Throws Failure (usage).
+double numberOption(const Options &options, const std::string &name, double preset, double most);
+
+// Follows the device down and up again by asking it to report itself; a lost answer does not make it down, another
+// version does. Adds to the record: ip, name, version, seconds, and result, verified. Throws Failure when the device
+// does not go down (not verified), or is not back within so many seconds (no answer).
+void awaitReturn(Session &session, Record &record, double seconds, bool isDown = false);
+
+} // namespace vxpctl
+
+#endif
