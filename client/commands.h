@@ -54,6 +54,9 @@ std::vector<Command> clockCommands(); // time, ddns
 std::vector<Command> wirelessCommands();
 std::vector<Command> serviceCommands(); // vlan, snmp
 std::vector<Command> powerCommands();   // save, reboot, reset
+Command upgradeCommand();
+Command backupCommand();
+Command restoreCommand();
 
 // All of them, in the order of the help.
 std::vector<Command> allCommands();

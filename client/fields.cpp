@@ -54,6 +54,12 @@ std::string timeText(std::time_t seconds, long microseconds)
     return time + std::string(fraction) + std::string(offset).insert(3, ":");
 }
 
+std::string dotted(const IPv4_Address &address)
+{
+    char out[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, address.data(), out, sizeof out);
+}
+
 Record dateTimeText(std::string_view digits)
 {
     if (digits.empty())

@@ -25,6 +25,7 @@ using IPv6_Address = std::array<std::uint8_t, 16>;
 Record macText(const std::uint8_t (&bytes)[6]);
 Record addressText(const std::uint8_t (&bytes)[4]);
 Record addressText(const std::uint8_t (&bytes)[16]);
+std::string dotted(const IPv4_Address &address); // also when it is all zeros
 // YYYYMMDDhhmmss as YYYY-MM-DDThh:mm:ss, the device's local time; what does not have 14 digits stays as it is.
 Record dateTimeText(std::string_view digits);
 

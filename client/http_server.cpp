@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/file_server.h"
+
+#include <algorithm>
+#include <httplib.h>
+#include <mutex>
+#include <thread>
+
+namespace vxpctl
+{
+namespace
+{
+
+constexpr std::uint16_t port = 80;
+constexpr std::size_t chunk = 64 * 1024; // bytes: how finely progress shows
+constexpr std::size_t mostTransfers = 64;
+
+constexpr int patience = 3; // seconds
+
+struct Page {
+    Page(std::string address, Content bytes) : device(std::move(address)), content(std::move(bytes)) {}
+    const std::string device; // its address
+    const Content content;
+    std::atomic<std::size_t> sent{0};
+};
+
+// What is offered now, by name.
+class Pages
+{
+public:
+    void add(const std::string &name, std::shared_ptr<Page> page)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_pages[name] = std::move(page);
+    }
+    void remove(const std::string &name)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_pages.erase(name);
+    }
+    // Null for a name that is not there or is another device's.
+    std::shared_ptr<Page> find(const std::string &name, const std::string &device)
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_pages.find(name);
+        return found != m_pages.end() && found->second->device == device ? found->second : nullptr;
+    }
+
+private:
+    std::map<std::string, std::shared_ptr<Page>> m_pages{};
+    std::mutex m_mutex{};
+};
+
+class HttpOffer : public Offer
+{
+public:
+    HttpOffer(Pages &pages, std::string name, std::shared_ptr<Page> page)
+        : m_pages(pages), m_name(std::move(name)), m_page(std::move(page))
+    {
+        m_pages.add(m_name, m_page);
+    }
+    HttpOffer(const HttpOffer &) = delete;
+    HttpOffer &operator=(const HttpOffer &) = delete;
+    ~HttpOffer() override { m_pages.remove(m_name); }
+    std::size_t sent() const override { return m_page->sent; }
+    bool canTell() const override { return true; }
+
+private:
+    Pages &m_pages;
+    std::string m_name;
+    std::shared_ptr<Page> m_page;
+};
+
+class HttpServer : public FileServer
+{
+public:
+    explicit HttpServer(const std::string &address)
+    {
+        bindServerPort(SOCK_STREAM, address, port); // closed again: it tells exactly what stands in the way
+        m_server.new_task_queue = [] { return new httplib::ThreadPool(mostTransfers); };
+        m_server.set_socket_options([](int fd) {
+            const int on = 1;
+            setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        });
+        m_server.Get("/(.*)", [this](const auto &request, auto &response) { answer(request, response); });
+        if (!m_server.bind_to_port(address, port))
+            throw Failure(ExitCode::localNetwork, {"port_in_use", "TCP port 80 has just been taken", "try again"});
+        m_thread = std::jthread([this] { m_server.listen_after_bind(); });
+        while (!m_server.is_running()) // until then, it could not be stopped
+            std::this_thread::yield();
+    }
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+    ~HttpServer() override { m_server.stop(); }
+    std::unique_ptr<Offer> offer(const std::string &name, const IPv4_Address &device, Content content) override
+    {
+        return std::make_unique<HttpOffer>(m_pages, name, std::make_shared<Page>(dotted(device), std::move(content)));
+    }
+
+private:
+    void answer(const httplib::Request &request, httplib::Response &response)
+    {
+        const auto page = m_pages.find(request.matches[1], request.remote_addr);
+        if (!page) {
+            response.status = 404;
+            return;
+        }
+        response.set_content_provider(page->content->size(), "application/octet-stream",
+                                      [page](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+                                          const std::size_t size = std::min(length, chunk);
+                                          const bool good = sink.write(page->content->data() + offset, size);
+                                          page->sent = good ? offset + size : page->sent.load();
+                                          return good;
+                                      });
+    }
+
+    Pages m_pages{};
+    httplib::Server m_server{};
+    std::jthread m_thread{};
+};
+
+} // namespace
+
+std::unique_ptr<FileServer> makeHttpServer(const std::string &address)
+{
+    return std::make_unique<HttpServer>(address);
+}
+
+bool isOnHttpServer(const std::string &address, const std::string &name)
+{
+    httplib::Client client(address, port);
+    client.set_connection_timeout(patience);
+    client.set_read_timeout(patience);
+    const auto result = client.Head("/" + name);
+    if (!result)
+        throw Failure(ExitCode::localNetwork, {"no_server", "no HTTP server answers at " + address + ", port 80",
+                                               "start it, or leave out --server: vxpctl then serves the file itself"});
+    return result->status != 404;
+}
+
+} // namespace vxpctl
