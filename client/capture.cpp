@@ -67,8 +67,7 @@ Headers headersOf(const Packet &packet)
 
 std::string Endpoint::hostText() const
 {
-    char text[INET_ADDRSTRLEN];
-    return inet_ntop(AF_INET, host.data(), text, sizeof text);
+    return dotted(host);
 }
 
 CaptureFile::CaptureFile(const std::string &path)

@@ -31,7 +31,7 @@ Record toRecord(const MultiSSID_Request &body);
 Record toRecord(const MultiSSID_Reply &body);
 Record toRecord(const VLAN_Request &body);
 Record toRecord(const SNMP_Request &body);
-Record toRecord(const TransferHead &body);
+Record decodeTransferRequest(const std::uint8_t *pBody); // reads a TransferStart6, zeros where there is less
 Record toRecord(const TransferReply &body);
 Record toRecord(const status_t &body);
 

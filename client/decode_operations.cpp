@@ -100,10 +100,20 @@ Record toRecord(const SNMP_Request &body)
             {"write_community", fieldRecord(body.strReadWrite)}};
 }
 
-Record toRecord(const TransferHead &body)
+Record decodeTransferRequest(const std::uint8_t *pBody)
 {
-    return {
-        {"sub_service", body.ucSubService}, {"server_type", body.ucServerType}, {"address_type", body.ucAddressType}};
+    TransferStart4 start;
+    TransferStart6 start6;
+    std::memcpy(&start, pBody, sizeof start);
+    std::memcpy(&start6, pBody, sizeof start6);
+    const auto &[ucSubService, ucServerType, ucAddressType] = start.head;
+    const bool is6 = ucAddressType == ADDRESS_IPV6;
+    Record record{{"sub_service", ucSubService}, {"server_type", ucServerType}, {"address_type", ucAddressType}};
+    if (ucSubService == SST_START && ucServerType) {
+        record["server"] = is6 ? addressText(start6.ucIP6) : addressText(start.ucIP);
+        record["file"] = is6 ? fieldRecord(start6.strFile) : fieldRecord(start.strFile);
+    }
+    return record;
 }
 
 Record toRecord(const TransferReply &body)

@@ -44,7 +44,8 @@ std::vector<Operation> makeOperations()
     const std::vector<Range> communities{range(offsetof(SNMP_Request, strReadOnly), snmp.strReadOnly),
                                          range(offsetof(SNMP_Request, strReadWrite), snmp.strReadWrite)};
     const std::vector<Range> keys{{offsetof(MultiSSID_Reply, entries), sizeof(MultiSSID_Reply::entries)}};
-    const BodyFormat head = bodyFormat<TransferHead>, transfer = bodyFormat<TransferReply>;
+    // A query, and a start that asks what the device is doing, end behind the head.
+    const BodyFormat start{sizeof(TransferHead), decodeTransferRequest}, transfer = bodyFormat<TransferReply>;
     // The request is the reply's record without the list of providers.
     const BodyFormat ddnsSettings{offsetof(NetAdvancedBody, ucProviderListLen), [](const std::uint8_t *pBody) {
                                       NetAdvancedBody body{};
@@ -82,9 +83,9 @@ std::vector<Operation> makeOperations()
         {VXP_OP_VLAN_CONFIG, "set VLAN", true, true, bodyFormat<VLAN_Request>, status},
         {VXP_OP_SNMP_CONFIG, "set SNMP", false, true, bodyFormat<SNMP_Request>, status, communities},
         {VXP_OP_GET_MULTI_SSID, "get wireless networks", true, true, none, bodyFormat<MultiSSID_Reply>, {}, keys},
-        {VXP_OP_FIRMWARE_UPGRADE, "upgrade firmware", false, false, head, transfer},
-        {VXP_OP_CONFIG_BACKUP, "back up configuration", false, false, head, transfer},
-        {VXP_OP_CONFIG_UPGRADE, "restore configuration", false, false, head, transfer},
+        {VXP_OP_FIRMWARE_UPGRADE, "upgrade firmware", false, false, start, transfer},
+        {VXP_OP_CONFIG_BACKUP, "back up configuration", false, false, start, transfer},
+        {VXP_OP_CONFIG_UPGRADE, "restore configuration", false, false, start, transfer},
         {VXP_OP_REBOOT, "reboot", false, false, none, status},
     };
 }
@@ -205,8 +206,12 @@ Record describeDatagram(Bytes datagram)
     if (!pOperation)
         return record;
     const auto [offset, format] = bodyOf(*header, *pOperation);
-    if (format.size && datagram.size() >= offset + format.size)
-        record["body"] = format.decode(datagram.data() + offset);
+    if (!format.size || datagram.size() < offset + format.size)
+        return record;
+    // What is not there is zero, as devices see it.
+    std::vector<std::uint8_t> body(std::max<std::size_t>(datagram.size(), VXP_BUFFER_SIZE));
+    std::copy(datagram.begin() + static_cast<std::ptrdiff_t>(offset), datagram.end(), body.begin());
+    record["body"] = format.decode(body.data());
     return record;
 }
 
