@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <ifaddrs.h>
@@ -28,7 +29,7 @@ auto findByName(auto &interfaces, std::string_view name)
 
 bool isUsable(const Interface &interface)
 {
-    return interface.isUp() && interface.canBroadcast();
+    return interface.isUp() && interface.canBroadcast() && !interface.port;
 }
 
 std::string usableNames(const std::vector<Interface> &all)
@@ -55,7 +56,51 @@ const Interface &chooseInterface(const std::vector<Interface> &all, const std::s
     return *found;
 }
 
+std::uint32_t number(const IPv4_Address &address)
+{
+    return std::uint32_t{address[0]} << 24 | std::uint32_t{address[1]} << 16 | std::uint32_t{address[2]} << 8 |
+           address[3];
+}
+
+std::uint32_t mask(unsigned length)
+{
+    return length ? ~std::uint32_t{0} << (32 - length) : 0;
+}
+
+std::string subnetText(std::uint32_t address, unsigned length)
+{
+    const in_addr bytes{htonl(address)};
+    char out[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &bytes, out, sizeof out) + ("/" + std::to_string(length));
+}
+
+Subnet subnetOf(const ifaddrs &entry)
+{
+    sockaddr_in address, netmask;
+    std::memcpy(&address, entry.ifa_addr, sizeof address);
+    std::memcpy(&netmask, entry.ifa_netmask, sizeof netmask);
+    Subnet result;
+    std::memcpy(result.address.data(), &address.sin_addr, result.address.size());
+    result.length = static_cast<unsigned>(std::popcount(netmask.sin_addr.s_addr));
+    return result;
+}
+
 } // namespace
+
+bool Subnet::contains(const IPv4_Address &other) const
+{
+    return ((number(address) ^ number(other)) & mask(length)) == 0;
+}
+
+std::string Subnet::text() const
+{
+    return subnetText(number(address), length);
+}
+
+std::string Subnet::network() const
+{
+    return subnetText(number(address) & mask(length), length);
+}
 
 bool Interface::isUp() const
 {
@@ -81,6 +126,7 @@ std::vector<Interface> listInterfaces()
                            "see whether 'ip -brief link' can");
     const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(pFirst, freeifaddrs);
 
+    const std::set<unsigned> ports = portIndexes();
     std::vector<Interface> all;
     for (const ifaddrs *p = pFirst; p; p = p->ifa_next) {
         // A second IPv4 address may carry a label such as "eth0:1": the interface is what stands before the colon.
@@ -90,14 +136,10 @@ std::vector<Interface> listInterfaces()
             const unsigned index = if_nametoindex(name.c_str());
             if (!index) // gone meanwhile
                 continue;
-            entry = all.insert(all.end(), Interface{name, index, p->ifa_flags});
+            entry = all.insert(all.end(), Interface{name, index, p->ifa_flags, {}, ports.contains(index)});
         }
-        if (p->ifa_addr && p->ifa_addr->sa_family == AF_INET && entry->ipv4.empty()) {
-            sockaddr_in address;
-            std::memcpy(&address, p->ifa_addr, sizeof address);
-            char text[INET_ADDRSTRLEN];
-            entry->ipv4 = inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-        }
+        if (p->ifa_addr && p->ifa_addr->sa_family == AF_INET && p->ifa_netmask)
+            entry->subnets.push_back(subnetOf(*p));
     }
     return all;
 }

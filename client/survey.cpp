@@ -57,7 +57,8 @@ Survey::Survey(const Query &query, const std::vector<Interface> &interfaces, con
 {
     for (const Interface &interface : interfaces) {
         m_outlets.push_back({interface});
-        m_log("using " + interface.name + " (" + (interface.ipv4.empty() ? "no IPv4 address" : interface.ipv4) +
+        m_log("using " + interface.name + " (" +
+              (interface.subnets.empty() ? "no IPv4 address" : interface.subnets[0].text()) +
               (interface.hasLink() ? "" : ", no link") + ")");
     }
 }

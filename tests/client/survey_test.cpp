@@ -26,14 +26,13 @@ std::string chosen(const std::vector<Interface> &all, const std::vector<std::str
 TEST(Survey, InterfacesAreChosenByNameOrByUse)
 {
     const std::vector<Interface> host{
-        {"lo", 1, IFF_UP | IFF_LOOPBACK, "127.0.0.1"},
-        {"eth0", 2, IFF_UP | IFF_BROADCAST | IFF_RUNNING, "10.1.2.3"},
-        {"eth1", 3, IFF_BROADCAST, ""},
-        {"tun0", 4, IFF_UP | IFF_POINTOPOINT, "10.9.9.9"},
-        {"eth2", 5, IFF_UP | IFF_BROADCAST, ""},
+        {"lo", 1, IFF_UP | IFF_LOOPBACK},    {"eth0", 2, IFF_UP | IFF_BROADCAST | IFF_RUNNING},
+        {"eth1", 3, IFF_BROADCAST},          {"tun0", 4, IFF_UP | IFF_POINTOPOINT},
+        {"eth2", 5, IFF_UP | IFF_BROADCAST}, {"eth3", 6, IFF_UP | IFF_BROADCAST, {}, true},
     };
     EXPECT_EQ(chosen(host, {}), "eth0 eth2 ") << "also one without an address and one without a link";
     EXPECT_EQ(chosen(host, {"eth2", "eth0", "eth2"}), "eth2 eth0 ");
+    EXPECT_EQ(chosen(host, {"eth3"}), "eth3 ") << "a port of a bridge, for who insists";
     EXPECT_EQ(chosen(host, {"eth0", "eth9"}), "interface_not_found");
     EXPECT_EQ(chosen(host, {"eth1"}), "interface_down");
     EXPECT_EQ(chosen(host, {"lo"}), "interface_unusable");
