@@ -20,7 +20,7 @@ const std::map<std::string, Format> formats{{"table", Format::table}, {"wide", F
 
 constexpr double longestTimeout = 86400; // seconds
 constexpr double shortestTimeout = 0.1;
-constexpr int mostTries = 10; // more would be a burst: the first gaps get shorter with each
+constexpr int mostTries = 100;
 
 const char *const examples =
     R"(A TARGET is a MAC address, an IPv4 address or a name; mac:, ip: or name: before it forces one.
@@ -67,13 +67,13 @@ void addSendingOptions(CLI::App &sub, Options &options, CommandKind kind)
             ->type_name("N");
         return;
     }
-    pTimeout->description(kind == CommandKind::survey ? "How long to wait for answers, in all"
-                                                      : "How long to wait for an answer, all tries together");
-    pTimeout->capture_default_str();
+    pTimeout->description(kind == CommandKind::survey
+                              ? "Ask and listen for so long (default: until nobody is likely to be missing, up to 10)"
+                              : "How long to look for the devices, and to wait for an answer, all tries together");
     sub.add_option("--tries", options.tries, "How often to ask within this time")
         ->check(CLI::Range(1, mostTries))
-        ->type_name("N")
-        ->capture_default_str();
+        ->type_name("N");
+    sub.add_flag("--no-cache", options.noCache, "Neither use nor keep the list of devices that were seen before");
 }
 
 void addNetworkOptions(CLI::App &sub, Options &options, CommandKind kind)

@@ -12,8 +12,7 @@ std::vector<Command> allCommands()
         const auto group = pGroup();
         all.insert(all.end(), group.begin(), group.end());
     }
-    all.insert(all.end(), {upgradeCommand(), backupCommand(), restoreCommand()});
-    all.push_back(decodeCommand());
+    all.insert(all.end(), {upgradeCommand(), backupCommand(), restoreCommand(), forgetCommand(), decodeCommand()});
     return all;
 }
 

@@ -47,6 +47,7 @@ Command discoverCommand();
 Command neighborsCommand();
 Command watchCommand();
 Command decodeCommand();
+Command forgetCommand();
 std::vector<Command> identityCommands(); // show, status, functions
 std::vector<Command> networkCommands();
 std::vector<Command> passwordCommands();

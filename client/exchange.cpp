@@ -7,12 +7,14 @@
 #include <cerrno>
 #include <cstring>
 #include <openssl/evp.h>
-#include <random>
 
 namespace vxpctl
 {
 namespace
 {
+
+constexpr double answerTimeout = 5; // seconds
+constexpr int answerTries = 6;      // at 0, 0.5, 1.1, 1.8, 2.7 and 3.8 s; a device serves all that it hears
 
 using Datum = std::vector<std::uint8_t>;
 
@@ -20,13 +22,6 @@ template <typename Body>
 Bytes bytesOf(const Body &body)
 {
     return {reinterpret_cast<const std::uint8_t *>(&body), sizeof body};
-}
-
-// The gaps of many clients must not stay in step.
-Clock::duration jittered(Clock::duration gap)
-{
-    thread_local std::minstd_rand random{std::random_device{}()};
-    return std::chrono::duration_cast<Clock::duration>(gap * std::uniform_real_distribution<>(0.8, 1.2)(random));
 }
 
 Failure failure(ExitCode exitCode, const Device &device, const char *code, const std::string &message,
@@ -151,9 +146,11 @@ std::vector<std::uint8_t> Exchange::ask(const Device &device, const Operation &o
         const Datum shown = withoutSecrets(conversation.request());
         throw NotSent{describeDatagram(shown), hex(shown)};
     }
-    const auto start = Clock::now(), end = start + duration(timeout > 0 ? timeout : m_options.timeout);
-    for (const auto offset : sendTimes(end - start, operation.repeatable ? m_options.tries : 1)) {
-        if (auto answer = conversation.await(start + jittered(offset)))
+    const double given = timeout > 0 ? timeout : m_options.timeout;
+    const auto start = Clock::now(), end = start + duration(given > 0 ? given : answerTimeout);
+    const int tries = !operation.repeatable ? 1 : m_options.tries ? m_options.tries : answerTries;
+    for (const auto offset : jittered(sendTimes(end - start, tries))) {
+        if (auto answer = conversation.await(start + offset))
             return *answer;
         conversation.send();
     }

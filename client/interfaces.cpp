@@ -92,6 +92,11 @@ bool Subnet::contains(const IPv4_Address &other) const
     return ((number(address) ^ number(other)) & mask(length)) == 0;
 }
 
+std::string Subnet::addressText() const
+{
+    return text().substr(0, text().find('/'));
+}
+
 std::string Subnet::text() const
 {
     return subnetText(number(address), length);

@@ -17,8 +17,9 @@ struct Subnet {
     IPv4_Address address{};
     unsigned length = 0; // of the prefix
     bool contains(const IPv4_Address &other) const;
-    std::string text() const;    // 10.1.2.3/24
-    std::string network() const; // 10.1.2.0/24
+    std::string addressText() const; // 10.1.2.3
+    std::string text() const;        // 10.1.2.3/24
+    std::string network() const;     // 10.1.2.0/24
 };
 
 struct Interface {

@@ -17,8 +17,9 @@ struct Options {
     Format format = Format::table;
     bool verbose = false;
     std::vector<std::string> interfaces{}; // none named: all that can be used
-    double timeout = 0;                    // seconds; 0 = no limit
-    int tries = 0;
+    double timeout = 0;                    // seconds; 0: what suits the command
+    int tries = 0;                         // 0: what suits the time
+    bool noCache = false;
     unsigned long count = 0; // 0 = no limit
     bool trace = false;
     std::string captureFile{}; // empty: none

@@ -13,9 +13,6 @@ namespace vxpctl
 namespace
 {
 
-constexpr double defaultTimeout = 3.0; // seconds
-constexpr int defaultTries = 4;
-
 std::string statusText(std::uint16_t uCode, std::uint32_t uStatus)
 {
     struct Row {
@@ -260,10 +257,7 @@ ExitCode administer(const Options &options, Writer &writer, const Log &log, cons
 
 Options deviceDefaults()
 {
-    Options options;
-    options.timeout = defaultTimeout;
-    options.tries = defaultTries;
-    return options;
+    return {};
 }
 
 } // namespace vxpctl

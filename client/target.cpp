@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/target.h"
 
+#include "client/cache.h"
 #include "client/survey.h"
 
 #include <algorithm>
@@ -31,14 +32,6 @@ std::vector<std::string> labels(const std::vector<Device> &devices)
     for (const Device &device : devices)
         texts.push_back(device.label());
     return texts;
-}
-
-std::string joined(const std::vector<std::string> &texts)
-{
-    std::string out;
-    for (const std::string &text : texts)
-        out += (out.empty() ? "" : ", ") + text;
-    return out;
 }
 
 // One target's device into found, or why there is none.
@@ -115,14 +108,19 @@ Found findTargets(const Options &options, const Log &log)
         targets.push_back(parseTarget(text));
     const auto interfaces = chooseInterfaces(listInterfaces(), options.interfaces);
     Survey survey({VXP_OP_DISCOVER, bodyFormat<DiscoverReply>}, interfaces, log);
+    const DeviceCache cache(options, log);
+    const auto known = cache.devicesOn(interfaces);
     const auto allFound = [&] {
+        if (options.all)
+            return survey.heardAll(known);
         const auto records = survey.devices();
-        return !targets.empty() && std::all_of(targets.begin(), targets.end(), [&](const Target &target) {
+        return std::all_of(targets.begin(), targets.end(), [&](const Target &target) {
             return std::any_of(records.begin(), records.end(), [&](const Record &r) { return target.matches(r); });
         });
     };
-    if (!survey.run(duration(options.timeout), options.tries, allFound))
+    if (!survey.run(searchPlan(options), {allFound, !options.all}))
         throw interrupted();
+    cache.remember(survey.devices(), interfaces);
     if (const auto errors = survey.sendErrors(); errors.size() == interfaces.size())
         throw Failure(ExitCode::localNetwork, errors[0]);
     Found found;
@@ -148,7 +146,7 @@ std::optional<Device> lookAgain(const Device &device, double seconds, int tries,
                 return answered;
         return std::nullopt;
     };
-    if (!survey.run(duration(seconds), tries, [&] { return find().has_value(); }))
+    if (!survey.run({duration(seconds), tries}, {[&] { return find().has_value(); }, true}))
         throw interrupted();
     return find();
 }

@@ -114,6 +114,14 @@ std::string printable(std::string_view bytes)
     return rewrite(bytes, [](char32_t value) { return isDeceptive(value) || columns(value) < 0; });
 }
 
+std::string joined(const std::vector<std::string> &texts)
+{
+    std::string out;
+    for (const std::string &text : texts)
+        out += (out.empty() ? "" : ", ") + text;
+    return out;
+}
+
 std::size_t displayWidth(std::string_view printableText)
 {
     std::size_t width = 0;

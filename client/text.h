@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vxpctl
 {
@@ -26,6 +27,9 @@ std::string validUtf8(std::string_view bytes);
 // Text that a terminal only draws: as validUtf8, and control characters, bidirectional overrides, invisible and
 // unassigned characters become \xNN, \uNNNN or \UNNNNNNNN. Applying it twice changes nothing more.
 std::string printable(std::string_view bytes);
+
+// "a, b, c"
+std::string joined(const std::vector<std::string> &texts);
 
 // Terminal columns that printable text takes: 0 for a combining mark, 2 for a wide character (wcwidth(3)).
 std::size_t displayWidth(std::string_view printableText);

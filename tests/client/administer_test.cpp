@@ -43,8 +43,8 @@ void secretFile(const std::string &strPath, const std::string &strContent)
 
 Outcome run(const std::string &strArguments)
 {
-    const Result result = command(std::string("VXPCTL_PASSWORD=kestrel-9 ") + VXPCTL + " " + strArguments +
-                                  " -o json --timeout 1 </dev/null");
+    const Result result = command(std::string("XDG_CACHE_HOME=/dev/shm VXPCTL_PASSWORD=kestrel-9 ") + VXPCTL + " " +
+                                  strArguments + " -o json --timeout 1 </dev/null");
     EXPECT_EQ(schemaErrors(result.strOut), "") << strArguments;
     return {result.iStatus, json::parse(result.strOut, nullptr, false), result.strErr};
 }

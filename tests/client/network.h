@@ -81,6 +81,7 @@ class NetworkTest : public testing::Test
 protected:
     void SetUp() override
     {
+        setenv("XDG_CACHE_HOME", m_cache.path().c_str(), 1);
         SKIP_IF_EMULATED("IP_PKTINFO is not converted, so the client does not run there");
         if (!enterNamespaces(CLONE_NEWNET))
             GTEST_SKIP() << "no network namespaces here: " << strerror(errno);
@@ -156,6 +157,7 @@ private:
         return fd;
     }
 
+    TemporaryFolder m_cache;
     std::unique_ptr<FileDescriptor> m_devices, m_manager; // namespaces
     std::list<Responder> m_responders;
 };

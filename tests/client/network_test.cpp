@@ -52,6 +52,49 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
     EXPECT_EQ(requests, 3);
 }
 
+// Whether a device that is silent now is missed, and until when.
+TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
+{
+    std::atomic<bool> yardIsUp = true;
+    respond("ap0", [](const Frame &request) {
+        std::vector<Frame> frames{discoverReply(request, "Attic"), discoverReply(request, "Hall")};
+        put(frames[0], 268, "\x0A\x01\x02H"); // Hall's address
+        return frames;
+    });
+    respond("ap1", [&](const Frame &request) {
+        return yardIsUp ? std::vector<Frame>{discoverReply(request, "Yard")} : std::vector<Frame>{};
+    });
+    const auto discover = [&](std::vector<std::string> more = {"--timeout", "0.5"}) {
+        more.insert(more.begin(), {"discover", "-o", "json"});
+        Vxpctl program(more);
+        EXPECT_EQ(program.status(), 0);
+        std::string text;
+        const Record errors = Record::parse(program.out())["errors"];
+        for (const Record &error : errors)
+            text += error["code"].get<std::string>() + " " +
+                    (error["device"].is_null() ? "" : error["device"].get<std::string>()) + "; ";
+        return text;
+    };
+    const std::string conflict = "address_conflict ; ", missing = "not_answered 02:11:22:33:44:59; ";
+    EXPECT_EQ(discover(), conflict);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(discover({}), conflict);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2400)) << "all known have answered";
+    yardIsUp = false;
+    EXPECT_EQ(discover(), conflict + missing);
+    EXPECT_EQ(discover({"--no-cache", "--timeout", "0.5"}), conflict);
+    EXPECT_EQ(discover({"-i", "mgr0", "--timeout", "0.5"}), conflict) << "it was never there";
+    Vxpctl people({"discover", "--timeout", "1"});
+    EXPECT_EQ(people.status(), 0);
+    EXPECT_THAT(people.err(), HasSubstr("2 of 3 known answered; 'vxpctl forget MAC' drops one that is gone"));
+    EXPECT_THAT(people.err(), HasSubstr(" on mgr1, 10.1.2.89"));
+    EXPECT_THAT(people.err(), HasSubstr("10.1.2.72 is the address of Attic (02:11:22:33:44:41), Hall ("));
+    expectFailure({"forget"}, 2, "usage");
+    expectFailure({"forget", "Lobby"}, 3, "no_device");
+    EXPECT_EQ(Vxpctl({"forget", "Yard"}).status(), 0);
+    EXPECT_EQ(discover(), conflict);
+}
+
 TEST_F(NetworkTest, CapturesWhatGoesToAndFro)
 {
     respond("ap0", {"Hall"});
@@ -147,7 +190,7 @@ TEST_F(NetworkTest, InterruptShowsWhatIsThere)
     });
     for (const int number : {SIGINT, SIGTERM}) {
         requests = 0;
-        Vxpctl program({"discover", "--timeout", "60", "--tries", "10", "-o", "json"});
+        Vxpctl program({"discover", "--timeout", "20", "--tries", "10", "-o", "json"});
         ASSERT_TRUE(eventually([&] { return requests > 1; })) << "the second leaves after the first answer has come";
         program.signal(number);
         EXPECT_EQ(program.status(), 130);

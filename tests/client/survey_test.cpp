@@ -43,8 +43,29 @@ TEST(Survey, InterfacesAreChosenByNameOrByUse)
 TEST(Survey, TriesSpreadOverTheTimeWithGrowingGaps)
 {
     using namespace std::chrono_literals;
-    EXPECT_EQ(sendTimes(8125ms, 4), (std::vector<Clock::duration>{0ms, 1000ms, 2500ms, 4750ms}));
+    EXPECT_EQ(sendTimes(5368ms, 4), (std::vector<Clock::duration>{0ms, 1000ms, 2200ms, 3640ms}));
     EXPECT_EQ(sendTimes(3s, 1), (std::vector<Clock::duration>{0ms}));
+    for (int i = 0; i < 100; i++) {
+        const auto times = jittered(sendTimes(10s, 12));
+        EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+        EXPECT_LT(times.back(), 9s);
+    }
+}
+
+TEST(Survey, GoesOnWhileADeviceIsLikelyToBeMissing)
+{
+    const struct {
+        const char *pWhat;
+        std::size_t found, answers, rounds;
+        bool goesOn;
+    } cases[] = {
+        {"50 without loss, 2 rounds", 50, 100, 2, true},  {"50 without loss, 3 rounds", 50, 150, 3, false},
+        {"1 without loss, 3 rounds", 1, 3, 3, true},      {"1 without loss, 4 rounds", 1, 4, 4, false},
+        {"50, a third lost, 9 rounds", 50, 288, 9, true}, {"50, a third lost, 11 rounds", 50, 352, 11, false},
+        {"nobody after 9 rounds", 0, 0, 9, true},         {"nobody after 10 rounds", 0, 0, 10, false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(expectedMissing(c.found, c.answers, c.rounds) > 0.001, c.goesOn) << c.pWhat;
 }
 
 } // namespace
