@@ -17,13 +17,12 @@
 //   @read N KEY               at the N-th read of KEY, which is stored, the value becomes VALUE
 //
 // It needs the C library alone, as the daemon does, to run wherever that runs.
-#include "lsqlquery/lsqlquery.h"
+#include "tests/support/store_functions.h"
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -43,9 +42,7 @@ struct Field {
     int iReads;
 };
 
-pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // of the fields
 Field *s_pFields = nullptr;
-thread_local int s_iRecords = 0; // made and not yet released
 
 // Texts are the heap's, as if memory were endless.
 __attribute__((format(printf, 1, 2))) char *format(const char *strFormat, ...)
@@ -125,14 +122,15 @@ bool isNoted(const char *strKey)
     return false;
 }
 
-char *keyOf(const char *object, const char *instance, const char *field, const char *qfield, const char *qvalue)
+template <typename Function>
+Function *next(const char *strName)
 {
-    return format("%s%s%s %s%s%s%s%s", object, instance ? "/" : "", instance ? instance : "", field, qfield ? " " : "",
-                  qfield ? qfield : "", qfield ? "=" : "", qfield ? qvalue : "");
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, strName));
 }
 
-// With the lock held.
-lsqlquery_pv *readField(const char *strKey, const char *field)
+} // namespace
+
+const char *readStore(const char *strKey)
 {
     refresh();
     if (isNoted(strKey))
@@ -144,71 +142,17 @@ lsqlquery_pv *readField(const char *strKey, const char *field)
     if (const Field *const pChange = find(strChange))
         put(strKey, pChange->strValue);
     free(strChange);
-    return lsqlquery_new_pv_solo(field, pField->strValue);
+    return pField->strValue;
 }
 
-int writeField(const char *strKey, const char *strValue, char **error)
+const char *writeStore(const char *strKey, const char *strValue)
 {
     refresh();
     note(format("set %s=%s\n", strKey, strValue));
-    if (const Field *const pFailure = find("@fail")) {
-        *error = strdup(pFailure->strValue);
-        return 7;
-    }
+    if (const Field *const pFailure = find("@fail"))
+        return pFailure->strValue;
     put(strKey, strValue);
-    return 0;
-}
-
-template <typename Function>
-Function *next(const char *strName)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, strName));
-}
-
-} // namespace
-
-lsqlquery_pv *lsqlquery_new_pv_solo(const char *field, const char *value)
-{
-    s_iRecords++;
-    return new (malloc(sizeof(lsqlquery_pv))) lsqlquery_pv{strdup(field), strdup(value)};
-}
-
-lsqlquery_pv *lsqlquery_get_pv(const char *object, const char *instance, const char *field)
-{
-    return lsqlquery_get_pv_q1(object, instance, field, nullptr, nullptr);
-}
-
-lsqlquery_pv *lsqlquery_get_pv_q1(const char *object, const char *instance, const char *field, const char *qfield,
-                                  const char *qvalue)
-{
-    char *const strKey = keyOf(object, instance, field, qfield, qvalue);
-    pthread_mutex_lock(&s_lock);
-    lsqlquery_pv *const pResult = readField(strKey, field);
-    pthread_mutex_unlock(&s_lock);
-    free(strKey);
-    return pResult;
-}
-
-int lsqlquery_set_pv_with_error(const char *object, const char *instance, lsqlquery_pv *pv, lsqlquery_pv *qualifier,
-                                char **error)
-{
-    char *const strKey = keyOf(object, instance, pv->field, qualifier ? qualifier->field : nullptr,
-                               qualifier ? qualifier->value : nullptr);
-    pthread_mutex_lock(&s_lock);
-    const int iResult = writeField(strKey, pv->value, error);
-    pthread_mutex_unlock(&s_lock);
-    free(strKey);
-    return iResult;
-}
-
-void lsqlquery_destroy_pv(lsqlquery_pv *pv)
-{
-    if (!pv)
-        return;
-    s_iRecords--;
-    free(pv->field);
-    free(pv->value);
-    free(pv);
+    return nullptr;
 }
 
 // The loader looks here before it looks into the C library.
@@ -219,7 +163,7 @@ ssize_t sendto(int iFile, const void *pData, size_t uSize, int iFlags, const soc
     sockaddr_in address;
     memcpy(&address, pTo, sizeof address);
     if (ntohs(address.sin_port) == 62992)
-        note(s_iRecords ? format("reply %zu, %d records out\n", uSize, s_iRecords) : format("reply %zu\n", uSize));
+        note(t_iRecords ? format("reply %zu, %d records out\n", uSize, t_iRecords) : format("reply %zu\n", uSize));
     return syscall(SYS_sendto, iFile, pData, uSize, iFlags, pTo, uToSize);
 }
 

@@ -2,10 +2,25 @@
 #ifndef VXP_TESTS_UNIT_FAKE_STORE_H
 #define VXP_TESTS_UNIT_FAKE_STORE_H
 
-#include "tests/support/memory_store.h"
+#include "tests/support/store_functions.h"
 #include "tests/support/support.h"
 
-// Starts each test with an empty store that logs "get KEY; " and "set KEY=VALUE; "; fails it when a record was leaked.
+#include <map>
+#include <string>
+#include <utility>
+
+// A store in memory that logs "get KEY; " and "set KEY=VALUE; ".
+struct FakeStore {
+    std::map<std::string, std::string> values{};
+    std::string error{}; // not empty: writes fail with this text and code 7
+    std::string log{};
+
+    std::string takeLog() { return std::exchange(log, {}); }
+};
+
+extern FakeStore g_fakeStore;
+
+// Starts each test with an empty store; fails it when a record was leaked.
 class StoreTest : public testing::Test
 {
 protected:
