@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The same bytes on every machine: several hundred requests, each with its store, made here in the same way every time,
-// and what a daemon on x86-64 made of them, in tests/corpus/replies.txt. Its lines are CASE, reply, effects, worker
-// (see recording_store.cpp), with tabs in between; script/corpus writes them. What is right, the other tests say.
+// The same bytes on every machine: a thousand requests, each with its store, made here in the same way every time, and
+// what a daemon on x86-64 made of them, in tests/corpus/replies.txt. Its lines are CASE, request, reply, effects,
+// worker (see compact and recording_store.cpp), with tabs in between; script/corpus writes them. What is right, the
+// other tests say.
 #include "tests/blackbox/effects.h"
 
 #include <cstdio>
@@ -133,6 +134,12 @@ std::vector<Case> corpus()
         addForms(cases, operation);
     for (int iCode = 0x9F; iCode <= 0x104; iCode++) // those in the table answer without credentials: refused
         cases.push_back({"code " + std::to_string(iCode), "", request(static_cast<uint16_t>(iCode), 1)});
+    const Bytes neighbour = request(0xD0, 1);
+    for (size_t uSize = 0; uSize < neighbour.size(); uSize++)
+        cases.push_back({"header cut to " + std::to_string(uSize), "", neighbour.substr(0, uSize)});
+    // Around the receive buffer; the most that UDP carries.
+    for (size_t uSize : {size_t{4095}, size_t{4096}, size_t{4097}, size_t{65507}})
+        cases.push_back({"datagram of " + std::to_string(uSize), "", text(neighbour, uSize)});
     for (const auto &[uCode, strField] : READS)
         for (const char *strValue : VALUES)
             cases.push_back({"op " + std::to_string(uCode) + " reads " + strField + " '" + strValue + "'",
@@ -188,7 +195,8 @@ protected:
         while (word(frame = reply(), 2) != uTag && !frame.empty())
             frames += frame;
         EXPECT_FALSE(frame.empty()) << "nobody answers after " << is.strName;
-        return printable(is.strName) + "\t" + compact(frames) + "\t" + printable(noted("effects")) + "\t";
+        return printable(is.strName) + "\t" + compact(is.datagram) + "\t" + compact(frames) + "\t" +
+               printable(noted("effects")) + "\t";
     }
 };
 
