@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr double answerTime = 1.0;      // seconds: a device that is free answers within milliseconds
+constexpr int answerTries = 5;          // unless --tries says otherwise
 constexpr std::size_t longestName = 64; // of the 128 bytes on the wire: devices' command lines are cut at 128, too
 constexpr std::string_view nameCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
 
@@ -149,6 +150,11 @@ std::optional<TransferReply> Job::ask(Bytes body, double timeout) const
     }
 }
 
+int Job::tries() const
+{
+    return m_session.options().tries ? m_session.options().tries : answerTries;
+}
+
 // A query carries no text. A start without a server never starts anything, and why it is refused tells.
 std::optional<std::string> Job::state() const
 {
@@ -170,7 +176,7 @@ void Job::requireIdle() const
     if (m_session.options().dryRun)
         return;
     std::optional<std::string> state;
-    for (int i = 0; !state && i < m_session.options().tries; i++)
+    for (int i = 0; !state && i < tries(); i++)
         state = this->state();
     if (state == "complete" && query()) // a restore's query takes it; a backup has cleared it by itself
         state = this->state();
@@ -192,7 +198,7 @@ void Job::begin(const Place &place, const std::function<bool()> &hasBegun) const
     body.head = {SST_START, place.protocol == Protocol::http ? SERVER_HTTP : SERVER_TFTP, ADDRESS_IPV4};
     putBytes(body.ucIP, place.server);
     (void)putText(body.strFile, place.name); // its length was checked
-    for (int i = 0; i < m_session.options().tries; i++) {
+    for (int i = 0; i < tries(); i++) {
         const auto reply = ask(bytesOf(body), answerTime);
         if (reply && reply->ucResult != 1)
             return;

@@ -80,6 +80,7 @@ public:
 
 private:
     std::optional<TransferReply> ask(Bytes body, double timeout) const; // nothing when there is no answer
+    int tries() const;
 
     Session &m_session;
     Device m_device;
