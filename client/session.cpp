@@ -217,7 +217,8 @@ void Session::phase(const std::string &name, int percent)
 void Session::pause(double seconds) const
 {
     if (Interrupt().cameWithin(seconds))
-        throw failure(ExitCode::interrupted, "interrupted", "interrupted; the device may do what it was asked");
+        throw failure(ExitCode::interrupted, "interrupted", "interrupted; the device may do what it was asked",
+                      "see what it has become: vxpctl show " + m_device.macText());
 }
 
 void Session::compare(Record &record, const Record &wanted, const Record &actual, const std::string &why)
@@ -249,6 +250,7 @@ ExitCode administer(const Options &options, Writer &writer, const Log &log, cons
         writer.note("note: " + warning);
     askPerson(task, options, found.devices);
     const Credentials credentials = readCredentials(task, options);
+    const Interrupt interrupt; // before servers start, whose threads would be ended by the signal, and we with them
     if (task.prepare)
         task.prepare(found.devices);
     runAll(task, found.devices, options, credentials, writer, log, tally);
