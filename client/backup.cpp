@@ -120,6 +120,8 @@ ExitCode runBackup(const Options &options, Writer &writer, const Log &log)
         if (devices.size() > 1 && (!servers.areOurs() || !fs::is_directory(to)))
             throw Failure(ExitCode::usage, {"usage", "several devices, and one file for all of them",
                                             "name a folder that is there with --to; each gets a file in it"});
+        if (servers.areOurs() && fs::exists(to) && !fs::is_directory(to))
+            throw fileExists(to);
         if (servers.areOurs())
             servers.open(Protocol::tftp, devices);
         else

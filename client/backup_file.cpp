@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/backup_file.h"
 
-#include "client/failure.h"
 #include "client/file_descriptor.h"
 
 #include <algorithm>
@@ -56,8 +55,7 @@ Failure cannotWrite(const std::string &path, int error)
 {
     const bool full = error == ENOSPC || error == EDQUOT;
     if (error == EEXIST)
-        return Failure(ExitCode::failure, {"file_exists", path + " is there already; nothing was written",
-                                           "name another file with --to, or move that one away"});
+        return fileExists(path);
     return Failure(ExitCode::failure,
                    {full ? "disk_full" : "cannot_write",
                     "cannot write " + path + ": " + strerror(error) + "; nothing is left of it",
@@ -141,6 +139,12 @@ std::string readContent(const std::string &path)
     if (!file || content.view().empty())
         throw Failure(ExitCode::usage, {"unreadable", path + (file ? " is empty" : " cannot be read"), ""});
     return content.str();
+}
+
+Failure fileExists(const std::string &path)
+{
+    return Failure(ExitCode::failure, {"file_exists", path + " is there already; nothing was written",
+                                       "name another file with --to, or move that one away"});
 }
 
 void writeNewFile(const std::string &path, const std::string &content)

@@ -10,6 +10,8 @@
 #ifndef VXP_CLIENT_BACKUP_FILE_H
 #define VXP_CLIENT_BACKUP_FILE_H
 
+#include "client/failure.h"
+
 #include <string>
 
 namespace vxpctl
@@ -25,6 +27,8 @@ std::string backupDifferences(const std::string &one, const std::string &other);
 
 // The content of a regular file. Throws Failure.
 std::string readContent(const std::string &path);
+
+Failure fileExists(const std::string &path);
 
 // A new file that only its owner can read; it has all its content or is not there at all. Throws Failure, also when
 // there is a file of this name already.

@@ -37,7 +37,8 @@ public:
         record["result"] = unverified;
         if (m_session.options().given("--no-verify") || !m_file)
             m_session.problem(ExitCode::notVerified, "not_verified",
-                              "says that the restore is done, and was not asked for a backup", "");
+                              "says that the restore is done, and was not asked for a backup",
+                              "compare one with the file: vxpctl backup " + m_session.device().macText());
         else
             verify(record);
         return record;
@@ -84,8 +85,9 @@ private:
         m_session.phase("verifying");
         const auto end = Clock::now() + duration(settleTime);
         do {
-            problem = compare(record);
+            problem = compare();
             if (problem.empty()) {
+                describe(record, lookAgain(m_session.device(), 1, 2, m_session.log()));
                 record["result"] = verified;
                 return;
             }
@@ -95,16 +97,21 @@ private:
                           "look at its log; over TFTP, devices do not tell that they refuse a file");
     }
 
-    // What a backup of the device has to say against the file; empty when nothing. The device may have another address
-    // now.
-    std::string compare(Record &record)
+    // It may have another name and address now.
+    static void describe(Record &record, const std::optional<Device> &device)
+    {
+        for (const char *pName : {"ip", "name"})
+            if (device)
+                record[pName] = device->identity[pName];
+    }
+
+    // What a backup of the device has to say against the file; empty when nothing.
+    std::string compare()
     {
         try {
             const auto device = lookAgain(m_session.device(), 1, 2, m_session.log());
             if (!device)
                 return "said that it was done, and does not answer since";
-            record["ip"] = device->identity["ip"];
-            record["name"] = device->identity["name"];
             const std::string differences =
                 backupDifferences(*m_file, fetchBackup(m_session, *device, m_servers, settleTime));
             return differences.empty() ? ""
@@ -128,9 +135,9 @@ Content readBackup(const std::string &path, Writer &writer)
     const auto content = std::make_shared<const std::string>(readContent(path));
     const Soundness soundness = checkBackup(*content);
     if (soundness == Soundness::broken)
-        throw Failure(
-            ExitCode::usage,
-            {"backup_broken", path + " is cut off or damaged: its checksum does not fit; nothing was sent", ""});
+        throw Failure(ExitCode::usage,
+                      {"backup_broken", path + " is cut off or damaged: its checksum does not fit; nothing was sent",
+                       "use another one; a device would refuse it, too"});
     if (soundness == Soundness::unknown)
         writer.note("note: " + path + " has a format that vxpctl does not know, and was not checked");
     return content;

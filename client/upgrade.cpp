@@ -68,7 +68,7 @@ private:
     {
         std::size_t latest = 0;
         auto moved = Clock::now();
-        while (fetched() != 0 && fetched() < m_image->size() && secondsSince(moved) < stallTime) {
+        while (fetched() != 0 && fetched() < m_image->size() && secondsSince(moved) < stallTime && timeLeft() > 0) {
             if (const std::size_t now = fetched(); now != latest) {
                 latest = now;
                 moved = Clock::now();
@@ -87,6 +87,9 @@ private:
             const auto state = m_job.state();
             if (!state) {
                 busy = busy || (showsFetching() && fetched() == m_image->size());
+                m_isDown = busy && hasMoved();
+                if (m_isDown)
+                    return;
                 continue;
             }
             if (*state == restartWish)
@@ -103,8 +106,24 @@ private:
                 throw nothingHappens();
             }
         }
-        throw m_session.failure(ExitCode::noAnswer, "not_back", "has not come to an end in time",
+        throw m_session.failure(ExitCode::noAnswer, "not_back", "has not come to an end in time" + shortfall(),
                                 "give more time with --wait; 'vxpctl show' tells its version when it answers");
+    }
+
+    // A restart may change its address, to which no answer of a device that had another one fits.
+    bool hasMoved() const
+    {
+        const auto device = lookAgain(m_session.device(), pollGap, 1, m_session.log());
+        return device && device->ip != m_session.device().ip;
+    }
+
+    // Empty unless it is known that a part of the file is missing.
+    std::string shortfall() const
+    {
+        return !showsFetching() || fetched() >= m_image->size()
+                   ? ""
+                   : ": it has fetched " + std::to_string(fetched()) + " of " + std::to_string(m_image->size()) +
+                         " bytes of the file";
     }
 
     void refuse(const std::string &state) const
@@ -119,10 +138,7 @@ private:
             throw m_session.failure(ExitCode::localNetwork, "not_fetched", "did not get the file from " + m_place.url(),
                                     "allow inbound TCP port 80 in this host's firewall; " + stuck);
         if (showsFetching() && fetched() < m_image->size())
-            throw m_session.failure(ExitCode::deviceError, "not_fetched",
-                                    "broke off after " + std::to_string(fetched()) + " of " +
-                                        std::to_string(m_image->size()) + " bytes of the file",
-                                    stuck);
+            throw m_session.failure(ExitCode::deviceError, "not_fetched", "broke off" + shortfall(), stuck);
         throw m_session.failure(
             ExitCode::deviceError, "device_error",
             "reports '" + state + "'; it keeps version " + m_session.device().identity["version"].get<std::string>(),
