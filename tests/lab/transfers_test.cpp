@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// upgrade, backup and restore: vxpctl, wire, daemon, the device's tools, real servers, and back.
+#include "tests/support/lab.h"
+
+#include <nlohmann/json.hpp>
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+namespace
+{
+
+constexpr const char *FLEET = "ap1 AP-2600 4.1.0 192.168.0.51/24\n"
+                              "ap2 AP-2600 4.1.0 192.168.0.52/24\n"
+                              "ap3 AP-2600 4.1.0 192.168.0.53/24\n"
+                              "Far AP-2600 4.1.0 10.77.3.9/16\n"; // no way leads there
+constexpr const char *FILES = "mkdir out full\n"
+                              "vxpimage --model AP-2600 --version 4.2.0 -o image\n"
+                              "vxpimage --model AP-2600 --version 4.3.0 --size 8000000 -o large\n"
+                              "vxpimage --model AP-1 --version 4.2.0 -o foreign\n"
+                              "head -c 60000 image >broken\n"
+                              "echo whatever >strange\n"
+                              "printf '# vxp configuration 1\\nsystem system-name \"x\"\\n' >cut\n"
+                              // An HTTP server that ends in the middle of the file.
+                              "cat >dying <<'END'\n#!/bin/sh\n"
+                              "read -r method _\n"
+                              "printf 'HTTP/1.0 200 OK\\r\\nContent-Length: %d\\r\\n\\r\\n' $(wc -c <image)\n"
+                              "[ $method = HEAD ] || head -c 30000 image\n"
+                              "END\n"
+                              "chmod +x dying";
+
+// A command that must not do what it is asked for, and how it tells.
+struct Refusal {
+    const char *strWhat;
+    const char *strLine; // of shell, with "-o json" to come
+    int iStatus;
+    const char *strCode;
+    const char *strMessage; // a part of it
+};
+
+class TransfersTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (const std::string strMissing = Lab::missing(); !strMissing.empty())
+            GTEST_SKIP() << strMissing;
+        const Result up = lab.up({}, FLEET);
+        ASSERT_EQ(up.iStatus, 0) << up.strErr;
+        if (lab.run({"grep", "-q", "allow", "/proc/self/setgroups"}).iStatus != 0)
+            GTEST_SKIP() << "TFTP servers change their user, which this lab does not allow";
+        ASSERT_EQ(lab.shell("cd " + lab.folder() + "\n" + FILES).iStatus, 0);
+    }
+    // Whatever comes of a transfer: no server of vxpctl's, no file of its own, none that is not whole.
+    void TearDown() override
+    {
+        EXPECT_EQ(sh("pgrep -a in.tftpd; ls -d /dev/shm/vxpctl-*; find . -name '*.conf.*'").strOut, "");
+    }
+    Result sh(const std::string &strLine) const { return lab.run({"sh", "-c", "cd " + lab.folder() + "\n" + strLine}); }
+    // A device that has refused a file refuses every other until somebody clears this.
+    void forget(const std::string &strDevice) const
+    {
+        lab.on(strDevice, "lsqlctl set firmware-upgrade progress ''; lsqlctl set config status ''");
+    }
+    static json parsed(const Result &result)
+    {
+        json parsed = json::parse(result.strOut, nullptr, false);
+        EXPECT_TRUE(parsed.is_object()) << result.strOut << result.strErr;
+        return parsed;
+    }
+    void expectRefusal(const Refusal &refusal) const
+    {
+        SCOPED_TRACE(refusal.strWhat);
+        const Result result = sh(std::string(refusal.strLine) + " -o json");
+        EXPECT_EQ(result.iStatus, refusal.iStatus) << result.strErr;
+        const json answer = parsed(result);
+        ASSERT_EQ(answer["errors"].size(), 1U) << result.strOut;
+        EXPECT_EQ(answer["errors"][0]["code"], refusal.strCode);
+        EXPECT_THAT(answer["errors"][0]["message"].get<std::string>(), HasSubstr(refusal.strMessage));
+        EXPECT_NE(answer["errors"][0]["hint"], "");
+        EXPECT_EQ(sh("ls out").strOut, "");
+        forget("ap1");
+    }
+    void expectRefusals(std::initializer_list<Refusal> refusals) const
+    {
+        for (const Refusal &refusal : refusals)
+            expectRefusal(refusal);
+    }
+
+    const Lab lab{};
+};
+
+TEST_F(TransfersTest, UpgradesAllThatCanBeReached)
+{
+    const Result result = sh("vxpctl upgrade --all --file image --yes -o json");
+    EXPECT_EQ(result.iStatus, 7) << result.strErr;
+    const json answer = parsed(result);
+    ASSERT_EQ(answer["devices"].size(), 3U) << result.strOut;
+    for (const json &device : answer["devices"]) {
+        EXPECT_EQ(device["result"], "verified");
+        EXPECT_EQ(device["previous_version"], "4.1.0");
+        EXPECT_EQ(device["version"], "4.2.0");
+        EXPECT_GT(device["seconds"], 1.0);
+        EXPECT_EQ(lab.get(device["name"], "system version"), "4.2.0");
+    }
+    ASSERT_EQ(answer["errors"].size(), 1U);
+    EXPECT_EQ(answer["errors"][0]["code"], "unreachable");
+    EXPECT_EQ(lab.get("Far", "system version"), "4.1.0");
+
+    // Each phase is told once, and the last version wins.
+    const Result other = sh("vxpctl upgrade ap1 --file large --protocol tftp --yes");
+    EXPECT_EQ(other.iStatus, 0);
+    EXPECT_THAT(other.strErr, testing::ContainsRegex("ap1: fetching\n(ap1: [a-z]+\n)*ap1: restarting\n"
+                                                     "ap1 .*: came back after [0-9]+ s with 4.3.0, was 4.2.0"));
+}
+
+TEST_F(TransfersTest, UsesAServerThatIsThere)
+{
+    Program server = lab.start({"serve", lab.folder()});
+    ASSERT_TRUE(eventually([&] { return server.out().find("Serving") != std::string::npos; })) << server.err();
+    expectRefusals({
+        {"port 80 taken", "vxpctl upgrade ap1 --file image --yes", 8, "port_in_use", "TCP port 80 is taken"},
+        {"port 69 taken", "vxpctl backup ap1 --to out", 8, "port_in_use", "UDP port 69 is taken"},
+        {"no such file (HTTP)", "vxpctl upgrade ap1 --server 192.168.0.1 --name none --yes", 1, "no_file", "no file"},
+        {"no such file (TFTP)", "vxpctl restore ap1 --server 192.168.0.1 --name none --protocol tftp --yes", 1,
+         "no_file", "no file tftp://192.168.0.1/none"},
+        {"a file is in the way", "vxpctl backup ap1 --server 192.168.0.1 --name image", 1, "file_exists", "already"},
+        {"nobody looks at what arrived", "vxpctl backup ap1 --server 192.168.0.1 --name saved", 10, "not_checked",
+         "whatever becomes of it"},
+    });
+    lab.set("ap1", "system system-name", "changed");
+    const Result restored = sh("vxpctl restore changed --server 192.168.0.1 --name saved --no-verify --yes");
+    EXPECT_EQ(restored.iStatus, 10) << restored.strErr;
+    EXPECT_TRUE(lab.becomes("ap1", "system system-name", "ap1"));
+    for (const std::string strVia : {"--name image", "--name large --protocol tftp"}) {
+        const Result upgraded = sh("vxpctl upgrade ap2 --yes --server 192.168.0.1 " + strVia);
+        EXPECT_EQ(upgraded.iStatus, 0) << upgraded.strErr;
+    }
+    EXPECT_EQ(lab.get("ap2", "system version"), "4.3.0");
+    server.signal(SIGTERM);
+    EXPECT_NE(server.status(), -1);
+}
+
+TEST_F(TransfersTest, BringsBackWhatItSaved)
+{
+    const Result saved = sh("vxpctl backup ap1 ap2 --to out -o value -f result && stat -c %a out/*");
+    EXPECT_EQ(saved.strOut, "verified\nverified\n600\n600\n") << saved.strErr;
+    for (const std::string strProtocol : {"http", "tftp"}) {
+        lab.set("ap1", "system system-name", "changed");
+        lab.set("ap1", "radio/wlan0 status", "down");
+        const Result restored = sh("vxpctl restore changed --file out/ap1-* --yes -o json --protocol " + strProtocol);
+        EXPECT_EQ(restored.iStatus, 0) << restored.strOut;
+        EXPECT_EQ(parsed(restored)["devices"][0]["result"], "verified");
+        EXPECT_EQ(parsed(restored)["devices"][0]["name"], "ap1");
+        EXPECT_EQ(lab.get("ap1", "radio/wlan0 status"), "up");
+    }
+    const Result again = sh("vxpctl backup ap1 --to again && cmp again out/ap1-*; vxpctl backup ap1 --to again");
+    EXPECT_EQ(again.iStatus, 1) << "a file was overwritten";
+    EXPECT_THAT(again.strErr, HasSubstr("again is there already")) << again.strOut;
+}
+
+TEST_F(TransfersTest, TellsWhyNot)
+{
+    lab.vxplab({"stop", "ap2"});
+    ASSERT_EQ(sh("mount -t tmpfs -o size=16k none full && ! head -c 20000 /dev/zero >full/fill").iStatus, 0);
+    expectRefusals({
+        {"wrong password", "VXPCTL_PASSWORD=wrong vxpctl save ap1", 5, "auth_failed", "password is refused"},
+        {"switched off", "vxpctl upgrade ap2 --file image --yes", 3, "no_device", "no device answered"},
+        {"no way to it", "vxpctl backup Far --to out", 8, "unreachable", "has no way to this host"},
+        {"no HTTP server", "vxpctl upgrade ap1 --server 192.168.0.9 --name x --yes", 8, "no_server", "192.168.0.9"},
+        {"no TFTP server", "vxpctl backup ap1 --server 192.168.0.9 --name x", 8, "no_server", "no TFTP server"},
+        {"another model's image", "vxpctl upgrade ap1 --file foreign --yes", 6, "device_error", "keeps version 4.1.0"},
+        {"a broken image", "vxpctl upgrade ap1 --file broken --protocol tftp --yes", 6, "device_error",
+         "'Validation failed'"},
+        {"a configuration cut short", "vxpctl restore ap1 --file cut --yes", 2, "backup_broken", "nothing was sent"},
+        {"no configuration", "vxpctl restore ap1 --file strange --yes", 6, "device_error", "refuses the file"},
+        {"a full disk", "vxpctl backup ap1 --to full", 1, "disk_full", "nothing is left of it"},
+        {"no room on the way", "TMPDIR=full vxpctl backup ap1 --to out", 1, "disk_full", "no room for the backup"},
+        {"no right to port 80", "setpriv --bounding-set -net_bind_service vxpctl upgrade ap1 --file image --yes", 8,
+         "permission", "not permitted to listen on TCP port 80"},
+        {"no right to port 69", "setpriv --bounding-set -net_bind_service vxpctl backup ap1 --to out", 8, "permission",
+         "not permitted to listen on UDP port 69"},
+        {"nobody consents", "vxpctl upgrade ap1 --file image", 9, "not_confirmed", "consent"},
+    });
+    EXPECT_EQ(sh("ls full").strOut, "fill\n");
+
+    Program dying = lab.start({"run", "sh", "-c", "cd " + lab.folder() + " && exec busybox nc -ll -p 80 -e ./dying"});
+    ASSERT_TRUE(eventually([&] { return sh("grep ':0050 ' /proc/net/tcp /proc/net/tcp6").iStatus == 0; }));
+    expectRefusal({"a server that dies", "vxpctl upgrade ap1 --server 192.168.0.1 --name image --yes", 6,
+                   "device_error", "'Validation failed'"});
+
+    // What it does not forget by itself stands in the way, and is said to.
+    lab.set("ap1", "firmware-upgrade progress", "Validation failed");
+    const Result blocked = sh("vxpctl upgrade ap1 --server 192.168.0.1 --name image --yes");
+    EXPECT_EQ(blocked.iStatus, 6);
+    EXPECT_THAT(blocked.strErr, HasSubstr("hint: vxpctl reboot 02:00:00:00:00:01"));
+    EXPECT_EQ(lab.get("ap1", "system version"), "4.1.0");
+}
+
+TEST_F(TransfersTest, TellsOfWhatDoesNotComeToAnEnd)
+{
+    const auto upgrade = [&](const char *strDevice, const char *strFile) {
+        return lab.start(
+            {"run", "vxpctl", "upgrade", strDevice, "--yes", "--wait", "5", "--file", lab.folder() + "/" + strFile});
+    };
+    const auto tells = [](const Program &program, const char *strText) {
+        return eventually([&] { return program.err().find(strText) != std::string::npos; });
+    };
+    Program lost = upgrade("ap1", "image");
+    ASSERT_TRUE(tells(lost, "restarting")) << lost.err();
+    lab.vxplab({"stop", "ap1"});
+
+    ASSERT_EQ(sh("nft add table inet t && nft add chain inet t out '{ type filter hook output priority 0; }' &&"
+                 " nft add rule inet t out tcp sport 80 quota over 1000 kbytes drop")
+                  .iStatus,
+              0);
+    EXPECT_EQ(lost.status(), 4) << lost.err();
+    EXPECT_THAT(lost.err(), HasSubstr("has not come back in time"));
+
+    Program interrupted = upgrade("ap2", "large");
+    ASSERT_TRUE(tells(interrupted, "fetching")) << interrupted.err();
+    interrupted.signal(SIGINT);
+    EXPECT_EQ(interrupted.status(), 130) << interrupted.err();
+    EXPECT_THAT(interrupted.err(), HasSubstr("the device may do what it was asked"));
+    expectRefusal(
+        {"a network that fails", "vxpctl upgrade ap3 --file large --yes --wait 3", 4, "not_back", " of 8000144 bytes"});
+}
+
+TEST_F(TransfersTest, DoesNotBelieveADeviceThatSaysYesToEverything)
+{
+    expectRefusal({"no configuration, over TFTP", "vxpctl restore ap1 --file strange --protocol tftp --yes", 10,
+                   "not_verified", "its backup differs from the file"});
+}
+
+} // namespace
