@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/lab.h"
 
+#include "tests/support/contract.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -51,6 +53,11 @@ Lab::Keeper::~Keeper()
     waitFor(iChild);
 }
 
+Lab::~Lab()
+{
+    EXPECT_EQ(contractProblems(m_printed), "");
+}
+
 std::string Lab::missing()
 {
     if (isEmulatedHere())
@@ -86,7 +93,10 @@ Result Lab::client(Words words, const Call &call) const
 
 Result Lab::run(Words words, const Call &call) const
 {
-    return vxplab(joined({"run"}, words), call);
+    const Result result = vxplab(joined({"run"}, words), call);
+    if (result.strOut.starts_with('{') && result.strOut.find("\"schema\"") != result.strOut.npos)
+        m_printed.push_back(result.strOut);
+    return result;
 }
 
 Result Lab::on(const std::string &strDevice, const std::string &strLine, const Call &call) const

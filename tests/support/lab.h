@@ -18,10 +18,12 @@ struct Call {
 
 // What "up" starts lives as long as the object, and no longer than this program, whatever ends it. Programs of the
 // build come first in PATH. "ap1" and so on are the names of numbered devices; user and password are "sysop" and "lab".
+// At its end, all JSON that vxpctl has printed on the manager is held against its schema.
 class Lab
 {
 public:
     Lab() = default;
+    ~Lab();
     Lab(const Lab &) = delete;
     Lab &operator=(const Lab &) = delete;
 
@@ -48,6 +50,8 @@ public:
     const std::string &folder() const { return m_keeper.folder.path(); } // for files of the test; seen in the lab, too
 
 private:
+    mutable std::vector<std::string> m_printed{}; // by vxpctl, as JSON
+
     // Another process ends the lab when it sees our end of the pipe close.
     struct Keeper {
         Keeper();

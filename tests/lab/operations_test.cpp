@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Every operation through client, wire, daemon, store and tool, and back; its success and its main failure.
+#include "tests/support/contract.h"
+#include "tests/support/lab.h"
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace
+{
+
+struct Outcome {
+    int iExit;
+    json envelope;
+    std::string strErr;
+};
+
+const char *const fleet = "Lobby AP-2600 4.1.0 192.168.0.50/24 gateway=192.168.0.1\n"
+                          "Hall  AP-2600 4.1.0 10.77.3.9/16    gateway=10.77.0.1\n";
+
+class OperationsTest : public SharedLabTest
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        bringUp({}, fleet);
+        if (!s_lab)
+            return;
+        secretFile("lab", "lab\n");
+        secretFile("wrong", "kestrel\n");
+        secretFile("new", "falcon8\n");
+        secretFile("refused", "a\"b\n");
+        secretFile("communities", "readers\nwriters\n");
+        secretFile("long", std::string(33, 'x') + "\n\n");
+        secretFile("key", "a key of 20 letters.\n");
+    }
+    static void secretFile(const std::string &strName, const std::string &strContent, mode_t mode = 0600)
+    {
+        const std::string strPath = s_lab->folder() + "/" + strName;
+        writeFile(strPath, strContent);
+        ASSERT_EQ(chmod(strPath.c_str(), mode), 0);
+    }
+
+    // vxpctl as an administrator types it, in the folder of the files above.
+    static std::string line(const std::string &strArguments)
+    {
+        return "cd " + s_lab->folder() + " && VXPCTL_PASSWORD=${VXPCTL_PASSWORD-lab} exec vxpctl " + strArguments;
+    }
+    static Outcome run(const std::string &strArguments)
+    {
+        const Result result = s_lab->run({"sh", "-c", line(strArguments) + " -o json"});
+        return {result.iStatus, json::parse(result.strOut, nullptr, false), result.strErr};
+    }
+    static json at(const Outcome &outcome, const std::string &strPointer)
+    {
+        return outcome.envelope.value(json::json_pointer(strPointer), json());
+    }
+    static std::string stored(const std::string &strName) { return s_lab->get("Lobby", strName); }
+
+    struct Row {
+        const char *pArguments;
+        int iExit;
+        const char *pPointer; // into the envelope
+        json value;
+        const char *pStored = nullptr, *pValue = nullptr; // a field of Lobby's store afterwards
+    };
+    static void expect(const std::vector<Row> &rows)
+    {
+        for (const Row &row : rows) {
+            const Outcome outcome = run(row.pArguments);
+            EXPECT_EQ(outcome.iExit, row.iExit) << row.pArguments << outcome.envelope << outcome.strErr;
+            EXPECT_EQ(at(outcome, row.pPointer), row.value) << row.pArguments << outcome.envelope;
+            if (row.pStored) {
+                EXPECT_EQ(stored(row.pStored), row.pValue) << row.pArguments;
+            }
+        }
+    }
+};
+
+constexpr const char *result = "/devices/0/result", *error = "/errors/0/code";
+
+TEST_F(OperationsTest, DoWhatTheySay)
+{
+    s_lab->set("Lobby", "management ipv6-status", "up");
+    for (const char *pVap : {"wlan0", "wlan0vap1"}) {
+        s_lab->set("Lobby", std::string("interface/") + pVap + " security", "wpa-personal");
+        s_lab->set("Lobby", std::string("interface/") + pVap + " wpa-personal-key", std::string("key of ") + pVap);
+    }
+    expect({
+        {"discover", 0, "/devices/1/name", "Lobby"},
+        {"discover", 0, "/devices/0/ip", "10.77.3.9"},
+        {"neighbors", 0, "/devices/1/mac", "02:00:00:00:00:01"},
+        {"show Lobby", 0, "/devices/0/model", "AP-2600"},
+        {"show 02-00-00-00-00-02", 0, "/devices/0/name", "Hall"},
+        {"show ip:10.77.3.9 Lobby", 0, "/devices/0/version", "4.1.0"},
+        {"show --all", 0, "/devices/1/mac", "02:00:00:00:00:01"},
+        {"status Hall", 0, "/devices/0/link_local", false},
+        {"functions Lobby", 0, "/devices/0/functions/6/name", "commit settings"},
+        {"password check --all", 0, "/devices/1/administrator", true},
+        {"time get Lobby", 0, "/devices/0/time_zone", 0},
+        {"time set Lobby --to 2001-02-03T04:05:06", 10, error, "not_verified"},
+        {"ddns get Lobby", 0, "/devices/0/ddns", false},
+        {"ddns set Lobby --domain ap.example", 10, error, "not_verified"},
+        {"network set Lobby --dns 198.51.100.7 --yes", 0, result, "verified", "host static-dns-1", "198.51.100.7"},
+        {"network set Lobby --ipv6 2001:db8::9/48 --yes", 0, result, "verified", "management static-ipv6",
+         "2001:db8::9"},
+        {"network get Lobby", 0, "/devices/0/dns/0", "198.51.100.7"},
+        {"network set Hall --ip 192.168.0.52 --mask 255.255.255.0 --gateway 192.168.0.1 --yes", 0, "/devices/0/ip",
+         "192.168.0.52"},
+        {"wireless set Lobby --network 0 --key-file key", 0, result, "verified", "interface/wlan0 wpa-personal-key",
+         "a key of 20 letters."},
+        {"wireless set Lobby --network 2 --security open", 0, result, "accepted", "interface/wlan0vap2 security",
+         "plain-text"},
+        {"wireless get Lobby --show-keys", 0, "/devices/0/networks/1/key", "key of wlan0vap1"},
+        {"vlan set Lobby --id 7 --yes", 0, result, "accepted"},
+        {"snmp set Lobby --state on --communities-file communities", 0, result, "accepted", "snmp rw-community",
+         "writers"},
+        {"network set Lobby --name 'Front desk'", 0, result, "verified", "system system-name", "Front desk"},
+        // What was not asked for is as it was.
+        {"show 'Front desk'", 0, "/devices/0/gateway", "192.168.0.1", "interface/wlan0vap1 wpa-personal-key",
+         "key of wlan0vap1"},
+        {"password change 'Front desk' --new-password-file new", 0, result, "verified"},
+        {"password check 'Front desk'", 5, error, "auth_failed"},
+        {"password check 'Front desk' --password-file new", 0, result, "verified"},
+        {"password check 'Front desk' --password-fd 3 3<new", 0, result, "verified"},
+        {"save 'Front desk'", 5, error, "auth_failed"},
+        {"save 'Front desk' --password-file new", 0, result, "accepted"},
+        {"password change 'Front desk' --password-file new --new-password-file lab", 0, result, "verified"},
+        {"network set 'Front desk' --name Lobby", 0, "/devices/0/name", "Lobby"},
+        {"forget 02:00:00:00:00:01", 0, result, "forgotten"},
+        {"forget 02:00:00:00:00:01", 3, error, "no_device"},
+    });
+}
+
+TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
+{
+    secretFile("open", "lab\n", 0644);
+    s_lab->set("Hall", "interface/wlan0 security", "wpa-personal");
+    s_lab->set("Hall", "interface/wlan0 wpa-personal-key", std::string(64, 'k'));
+    expect({
+        {"show", 2, error, "usage"},
+        {"show Lobby --all", 2, error, "usage"},
+        {"show mac:Lobby", 2, error, "usage"},
+        {"show nobody", 3, error, "no_device"},
+        {"show Lobby nobody", 7, error, "no_device"},
+        {"show Lobby -f serial,colour", 2, error, "unknown_field"},
+        {"discover -i segment0", 8, error, "interface_not_found"},
+        {"discover -i lo", 8, error, "interface_unusable"},
+        {"status Lobby --password-file wrong", 5, error, "auth_failed"},
+        {"status Lobby --password-file open", 2, error, "secret_unusable"},
+        {"functions Lobby --password-file wrong", 5, error, "auth_failed"},
+        {"network get nobody", 3, error, "no_device"},
+        {"network set Lobby", 2, error, "usage"},
+        {"network set Lobby --ip 192.168.77", 2, error, "usage"},
+        {"network set Lobby --dhcp on --ip 192.168.77.11", 2, error, "usage"},
+        {"network set Lobby --mask 255.0.255.0 --yes", 10, error, "not_verified"},
+        {"network set Lobby --mask 255.255.255.0 --yes", 0, result, "verified"},
+        {"password check --all --password-file wrong", 5, "/errors/1/device", "02:00:00:00:00:01"},
+        {"password change Lobby --password-file wrong --new-password-file new", 5, error, "auth_failed"},
+        {"password change Lobby --new-password-file refused", 2, error, "bad_password"},
+        {"time get Lobby --password-file wrong", 5, error, "auth_failed"},
+        {"time set Lobby --to yesterday", 2, error, "usage"},
+        {"ddns get Lobby --password-file wrong", 5, error, "auth_failed"},
+        {"ddns set Lobby", 2, error, "usage"},
+        {"wireless get Lobby --password-file wrong", 5, error, "auth_failed"},
+        {"wireless set Lobby --network 8 --security open", 2, error, "usage"},
+        {"wireless set Hall --network 1 --security open", 6, error, "key_too_long"},
+        {"vlan set Lobby --id 7 </dev/null", 9, error, "not_confirmed"},
+        {"vlan set Lobby --id 4095", 2, error, "usage"},
+        {"snmp set Lobby --state on --communities-file long", 2, error, "too_long"},
+        {"reboot Lobby </dev/null", 9, error, "not_confirmed"},
+        {"reset Lobby </dev/null", 9, error, "not_confirmed"},
+        {"reset Lobby --yes --password-file wrong", 5, error, "auth_failed"},
+        {"reboot Lobby --dry-run --yes", 0, result, "not sent"},
+        {"watch --timeout 0.1", 3, error, "no_device"},
+        {"decode wrong", 1, error, "capture_unreadable"},
+    });
+    EXPECT_EQ(stored("system reboot") + stored("system factory-reset"), "");
+
+    // The device hears all, and of its answers the short ones are lost.
+    ASSERT_EQ(s_lab
+                  ->run({"nft", "add table netdev deaf; add chain netdev deaf in { type filter hook ingress device ap1 "
+                                "priority 0; }; add rule netdev deaf in udp length < 400 drop"})
+                  .iStatus,
+              0);
+    expect({{"save --all --timeout 1", 7, error, "no_answer"},
+            {"snmp set Lobby --state off --communities-file communities --timeout 1", 4, error, "no_answer"},
+            {"reboot Lobby --yes --timeout 1", 4, error, "no_answer"}});
+    s_lab->run({"nft", "delete table netdev deaf"});
+}
+
+TEST_F(OperationsTest, ARebootKeepsWhatWasSavedAndAResetTheAddress)
+{
+    Program watch = s_lab->start({"run", "vxpctl", "watch", "-o", "jsonl"});
+    expect({
+        {"network set Hall --name Saved", 0, result, "verified"},
+        {"save Saved", 0, result, "accepted"},
+        {"network set Saved --name Lost", 0, result, "verified"},
+        {"reboot Lost --yes", 0, "/devices/0/name", "Saved"},
+        {"network set Saved --ip 10.77.3.10 --yes", 0, "/devices/0/dhcp", false},
+        {"reset Saved --keep-address --yes", 0, "/devices/0/ip", "10.77.3.10"},
+        {"reset Hall --yes", 0, "/devices/0/ip", "10.77.3.9"},
+    });
+    EXPECT_TRUE(eventually([&] { return watch.out().find("\"mac\":\"02:00:00:00:00:02\"") != std::string::npos; }));
+    watch.signal(SIGINT);
+    EXPECT_EQ(watch.status(), 130) << watch.err();
+    EXPECT_EQ(contractProblems({watch.out()}), "");
+
+    // A manager that is stuck does not see the wish for a restart.
+    const std::string strDaemon = s_lab->daemon("Hall");
+    ASSERT_EQ(s_lab->on("Hall", "kill -STOP $(pgrep -x vxman)").iStatus, 0);
+    expect({{"reboot Hall --yes --wait 1", 10, error, "not_verified"}});
+    ASSERT_EQ(s_lab->on("Hall", "kill -CONT $(pgrep -x vxman)").iStatus, 0);
+    ASSERT_TRUE(s_lab->rebooted("Hall", strDaemon));
+    Program reboot = s_lab->start({"run", "vxpctl", "reboot", "Hall", "--yes", "--wait", "6", "-o", "json"});
+    ASSERT_TRUE(eventually([&] { return s_lab->shell("vxplab ps | grep '^Hall *booting'").iStatus == 0; }));
+    ASSERT_EQ(s_lab->vxplab({"stop", "Hall"}).iStatus, 0);
+    EXPECT_EQ(reboot.status(), 4);
+    EXPECT_EQ(json::parse(reboot.out())["errors"][0]["code"], "not_back");
+
+    const std::string strOther = s_lab->daemon("Lobby");
+    expect({{"reboot Lobby --yes --no-wait", 0, result, "accepted"}});
+    EXPECT_TRUE(s_lab->rebooted("Lobby", strOther));
+}
+
+TEST_F(OperationsTest, SecretsAreShownNowhereAndADryRunSendsNothing)
+{
+    const char *const secrets[] = {"kestrel", "a2VzdHJlbA", "20 letters", "readers", "writers"};
+    const std::pair<const char *, const char *> talks[] = {
+        {"status Lobby --password-file wrong", "query network status"},
+        {"wireless set Lobby --network 0 --security wpa2-personal --key-file key", "set wireless networks"},
+        {"snmp set Lobby --state on --communities-file communities", "set SNMP"}};
+    std::string strShown;
+    for (const auto &[pArguments, pOperation] : talks) {
+        const Outcome outcome = run(std::string(pArguments) + " --trace --pcap talk.pcap");
+        EXPECT_THAT(outcome.strErr, HasSubstr(pOperation));
+        const Outcome decoded = run("decode talk.pcap");
+        EXPECT_THAT(decoded.envelope["devices"].dump(), HasSubstr(pOperation));
+        strShown += outcome.strErr + outcome.envelope.dump() + readFile(s_lab->folder() + "/talk.pcap") +
+                    decoded.envelope.dump();
+    }
+    for (const char *pSecret : secrets)
+        EXPECT_THAT(strShown, Not(HasSubstr(pSecret)));
+
+    const Outcome outcome = run("network set Lobby --name Elsewhere --dry-run");
+    EXPECT_EQ(outcome.iExit, 0);
+    EXPECT_EQ(at(outcome, "/devices/0/request/body/name"), "Elsewhere");
+    EXPECT_EQ(at(outcome, "/devices/0/request/body/gateway"), "192.168.0.1");
+    EXPECT_THAT(at(outcome, "/devices/0/bytes").dump(), HasSubstr("a2 00 02 00 00 00 00 01 c0 a8 00 32 77 77"));
+    EXPECT_EQ(stored("system system-name"), "Lobby");
+}
+
+} // namespace
