@@ -75,6 +75,30 @@ TEST_F(Settings, ResultsOfGettersWithoutAValue)
     expectAs({"IP", [](Out out) { return sysGetIP(0, out); }, 0, CLEARED});
 }
 
+// Reply fields stand where they stand; some processors fault on words at odd addresses.
+TEST_F(Settings, FillFieldsAtAnyAddress)
+{
+    g_fakeStore.values = {{"management ip", "1.2.3.4"},      {"management mask", "1.2.3.4"},
+                          {"ip-route gateway", "1.2.3.4"},   {"host dns-1", "1.2.3.4"},
+                          {"management mac", "1:2:3:4:5:6"}, {"management ipv6-status", "up"}};
+    g_fakeStore.values["management static-ipv6"] = "102:304:506:708:90a:b0c:d0e:f10";
+    for (size_t uAt = 0; uAt < 4; uAt++) {
+        alignas(4) uint8_t ucRoom[4 + 16];
+        const auto expectFilled = [&](auto getter, size_t uSize) {
+            const std::span<uint8_t> out(ucRoom + uAt, uSize);
+            getter(out);
+            for (size_t i = 0; i < uSize; i++)
+                EXPECT_EQ(out[i], i + 1) << "of " << uSize << " at " << uAt;
+        };
+        expectFilled([](auto out) { sysGetIP(0, out); }, 4);
+        expectFilled([](auto out) { sysGetSubnetMask(0, out); }, 4);
+        expectFilled([](auto out) { sysGetDefaultGateway(0, out); }, 4);
+        expectFilled([](auto out) { sysGetPrimaryDNS(out); }, 4);
+        expectFilled([](auto out) { sysGetMAC(0, out); }, 6);
+        expectFilled([](auto out) { sysGetIP6(0, out); }, 16);
+    }
+}
+
 // What no request can ask for, or does not see: other indexes and modes, results, and the guards of the IPv6 values.
 TEST_F(Settings, SettersBeyondRequests)
 {
