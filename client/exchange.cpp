@@ -132,8 +132,8 @@ Credentials makeCredentials(const std::string &password)
     return credentials;
 }
 
-std::vector<std::uint8_t> Exchange::ask(const Device &device, const Operation &operation, Bytes body,
-                                        double timeout) const
+std::vector<std::uint8_t> Exchange::ask(const Device &device, const Operation &operation, Bytes body, double timeout,
+                                        int tries) const
 {
     Datum whole;
     if (operation.authenticated) {
@@ -148,7 +148,7 @@ std::vector<std::uint8_t> Exchange::ask(const Device &device, const Operation &o
     }
     const double given = timeout > 0 ? timeout : m_options.timeout;
     const auto start = Clock::now(), end = start + duration(given > 0 ? given : answerTimeout);
-    const int tries = !operation.repeatable ? 1 : m_options.tries ? m_options.tries : answerTries;
+    tries = !operation.repeatable ? 1 : tries ? tries : m_options.tries ? m_options.tries : answerTries;
     for (const auto offset : jittered(sendTimes(end - start, tries))) {
         if (auto answer = conversation.await(start + offset))
             return *answer;

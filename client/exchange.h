@@ -43,8 +43,8 @@ public:
     // The body of the answer. An answer counts when its kind, tag, operation and both addresses are right; a request is
     // sent again after growing gaps where that does no harm. Throws Failure when the device does not answer, refuses
     // the password or does not serve the operation, and NotSent in a dry run.
-    std::vector<std::uint8_t> ask(const Device &device, const Operation &operation, Bytes body,
-                                  double timeout = 0) const; // seconds; 0: that of the options
+    std::vector<std::uint8_t> ask(const Device &device, const Operation &operation, Bytes body, double timeout = 0,
+                                  int tries = 0) const; // seconds; 0: those of the options
 
 private:
     const Options &m_options;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/restart.h"
 
-#include "client/udp_socket.h"
+#include "client/decode.h"
 
 #include <charconv>
 #include <cmath>
@@ -11,7 +11,10 @@ namespace vxpctl
 namespace
 {
 
-constexpr double pollTime = 0.4;                      // seconds to wait for a device to report itself
+constexpr double pollTime = 0.4; // seconds to wait for a device to report itself
+constexpr int pollTries = 2;     // in that time
+constexpr double pollGap = 0.2;  // seconds
+constexpr auto longestGap = std::chrono::seconds(30);
 constexpr double downTime = 1.5;                      // seconds of silence that mean that it went down
 constexpr auto goDownTime = std::chrono::seconds(30); // time in which it has to begin
 
@@ -32,13 +35,41 @@ double numberOption(const Options &options, const std::string &name, double pres
     return number;
 }
 
+std::optional<Device> Lookout::askIt() const
+{
+    try {
+        const auto reply =
+            m_session.exchange().ask(m_session.device(), operation(VXP_OP_DISCOVER), {}, pollTime, pollTries);
+        Record record = bodyFormat<DiscoverReply>.decode(reply.data());
+        record["interfaces"] = m_session.device().identity["interfaces"];
+        return Device(record);
+    } catch (const Failure &failure) {
+        if (failure.exitCode() != ExitCode::noAnswer)
+            throw;
+        return std::nullopt;
+    }
+}
+
+std::optional<Device> Lookout::askAll()
+{
+    if (Clock::now() < m_next)
+        return std::nullopt;
+    const auto device = lookAgain(m_session.device(), pollTime, pollTries, m_session.log());
+    m_gap = std::min<Clock::duration>(2 * m_gap, longestGap);
+    m_next = Clock::now() + m_gap;
+    return device;
+}
+
 void awaitReturn(Session &session, Record &record, double seconds, bool isDown)
 {
     const auto start = Clock::now(), end = start + duration(seconds);
     auto latestAnswer = start;
+    Lookout lookout(session);
     while (Clock::now() < end) {
         const auto asked = Clock::now();
-        const auto device = lookAgain(session.device(), pollTime, 1, session.log());
+        auto device = lookout.askIt();
+        if (!device && isDown)
+            device = lookout.askAll();
         if (device && (isDown || device->identity["version"] != session.device().identity["version"])) {
             record["ip"] = device->identity["ip"];
             record["name"] = device->identity["name"];
@@ -52,8 +83,7 @@ void awaitReturn(Session &session, Record &record, double seconds, bool isDown)
         isDown = isDown || Clock::now() - latestAnswer > duration(downTime);
         if (!isDown && Clock::now() - start > goDownTime)
             break;
-        if (isDown) // every device on the segment answers
-            session.pause(pollTime);
+        session.pause(pollGap);
     }
     if (!isDown)
         throw session.failure(ExitCode::notVerified, "not_verified", "accepted the request, but has not gone down",

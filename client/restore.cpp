@@ -87,7 +87,7 @@ private:
         do {
             problem = compare();
             if (problem.empty()) {
-                describe(record, lookAgain(m_session.device(), 1, 2, m_session.log()));
+                describe(record, find());
                 record["result"] = verified;
                 return;
             }
@@ -95,6 +95,12 @@ private:
         } while (Clock::now() < end);
         m_session.problem(ExitCode::notVerified, "not_verified", problem,
                           "look at its log; over TFTP, devices do not tell that they refuse a file");
+    }
+
+    std::optional<Device> find() const
+    {
+        const auto device = Lookout(m_session).askIt();
+        return device ? device : lookAgain(m_session.device(), 1, 2, m_session.log());
     }
 
     // It may have another name and address now.
@@ -109,7 +115,7 @@ private:
     std::string compare()
     {
         try {
-            const auto device = lookAgain(m_session.device(), 1, 2, m_session.log());
+            const auto device = find();
             if (!device)
                 return "said that it was done, and does not answer since";
             const std::string differences =

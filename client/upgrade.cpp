@@ -111,9 +111,9 @@ private:
     }
 
     // A restart may change its address, to which no answer of a device that had another one fits.
-    bool hasMoved() const
+    bool hasMoved()
     {
-        const auto device = lookAgain(m_session.device(), pollGap, 1, m_session.log());
+        const auto device = m_lookout.askAll();
         return device && device->ip != m_session.device().ip;
     }
 
@@ -185,6 +185,7 @@ private:
     Place m_place{};
     std::unique_ptr<Offer> m_offer{};
     bool m_isDown = false;
+    Lookout m_lookout{m_session};
     const Clock::time_point m_start = Clock::now();
     const double m_end = numberOption(m_session.options(), "--wait", defaultWait, longestWait);
 };
