@@ -18,13 +18,13 @@ using namespace std::chrono_literals;
 constexpr double gapGrowth = 1.2;
 constexpr auto stragglers = 150ms;
 
-constexpr double longestSearch = 10; // seconds
-constexpr double shortestGap = 0.2;  // seconds: a device answers one request after the other
-constexpr int mostTries = 12;        // where one in three rounds is lost, one of 50 devices is missed in 2000 searches
-constexpr auto answerTime = 200ms;   // by which a device that heard a round has answered it
-constexpr auto quietTime = 1000ms;   // without a new device
-constexpr auto patience = 2500ms;    // with a device that was seen before and does not answer, or none that was seen
-constexpr double unlikely = 0.001;   // devices
+constexpr double longestSearch = 9.5; // seconds: with start and end no command takes more than ten
+constexpr double shortestGap = 0.2;   // seconds: a device answers one request after the other
+constexpr int mostTries = 12;         // where one in three rounds is lost, one of 50 devices is missed in 2000 searches
+constexpr auto answerTime = 200ms;    // by which a device that heard a round has answered it
+constexpr auto quietTime = 1000ms;    // without a new device
+constexpr auto patience = 2500ms;     // with a device that was seen before and does not answer, or none that was seen
+constexpr double unlikely = 0.001;    // devices
 
 const char *sendHint(int error)
 {
