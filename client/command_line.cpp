@@ -29,6 +29,7 @@ Examples:
   vxpctl discover                              every device on every interface
   vxpctl discover -o json                      for programs
   vxpctl watch                                 devices as they announce themselves
+  vxpctl doctor                                why devices are not found
   vxpctl show Lobby                            everything that one device tells
   vxpctl network set Lobby --name Reception    rename it; what is not given stays
   vxpctl network set 02:00:00:00:00:52 --ip 192.168.0.52 --mask 255.255.255.0 --gateway 192.168.0.1
@@ -69,11 +70,14 @@ void addSendingOptions(CLI::App &sub, Options &options, CommandKind kind)
     }
     pTimeout->description(kind == CommandKind::survey
                               ? "Ask and listen for so long (default: until nobody is likely to be missing, up to 10)"
+                          : kind == CommandKind::probe
+                              ? "Ask and listen for so long (default: 2.5)"
                               : "How long to look for the devices, and to wait for an answer, all tries together");
     sub.add_option("--tries", options.tries, "How often to ask within this time")
         ->check(CLI::Range(1, mostTries))
         ->type_name("N");
-    sub.add_flag("--no-cache", options.noCache, "Neither use nor keep the list of devices that were seen before");
+    if (kind != CommandKind::probe)
+        sub.add_flag("--no-cache", options.noCache, "Neither use nor keep the list of devices that were seen before");
 }
 
 void addNetworkOptions(CLI::App &sub, Options &options, CommandKind kind)
@@ -168,10 +172,10 @@ Format formatAsked(int argc, char **argv)
     return Format::table;
 }
 
-ExitCode usageFailure(const std::string &command, const std::string &message, Format format)
+ExitCode usageFailure(const View &view, const std::string &message, Format format)
 {
-    const auto writer = makeWriter(format, {command, {}}, std::cout, std::cerr);
-    const std::string program = command == "vxpctl" ? command : "vxpctl " + command;
+    const auto writer = makeWriter(format, view, std::cout, std::cerr);
+    const std::string program = view.command == "vxpctl" ? view.command : "vxpctl " + view.command;
     writer->error({"usage", message, "'" + program + " --help' tells how"});
     writer->finish();
     return ExitCode::usage;
@@ -241,8 +245,8 @@ ExitCode runCommandLine(int argc, char **argv)
     } catch (const CLI::ParseError &error) {
         const Format format = formatAsked(argc, argv);
         if (const auto entry = chosen(); entry != entries.end())
-            return usageFailure(entry->command.view.command, error.what(), format);
-        return usageFailure("vxpctl", describe(app, error), format);
+            return usageFailure(entry->command.view, error.what(), format);
+        return usageFailure({"vxpctl", {}}, describe(app, error), format);
     }
     const auto entry = chosen();
     return runCommand(entry->command, entry->options, std::cout, std::cerr);

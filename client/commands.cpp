@@ -6,7 +6,7 @@ namespace vxpctl
 
 std::vector<Command> allCommands()
 {
-    std::vector<Command> all{discoverCommand(), neighborsCommand(), watchCommand()};
+    std::vector<Command> all{discoverCommand(), neighborsCommand(), watchCommand(), doctorCommand()};
     for (auto *pGroup : {identityCommands, networkCommands, wirelessCommands, passwordCommands, clockCommands,
                          serviceCommands, powerCommands}) {
         const auto group = pGroup();

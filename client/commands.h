@@ -27,6 +27,7 @@ struct Setting {
 
 enum class CommandKind {
     survey, // asks everybody
+    probe,  // the same, for a fixed time
     listen, // sends nothing
     device, // asks the devices that the command line names
     local,  // neither sends nor listens
@@ -46,6 +47,7 @@ struct Command {
 Command discoverCommand();
 Command neighborsCommand();
 Command watchCommand();
+Command doctorCommand();
 Command decodeCommand();
 Command forgetCommand();
 std::vector<Command> identityCommands(); // show, status, functions

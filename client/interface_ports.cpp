@@ -5,10 +5,10 @@
 #include "client/interfaces.h"
 
 #include "client/file_descriptor.h"
+#include "client/netlink.h"
 
 #include <algorithm>
 #include <array>
-#include <linux/rtnetlink.h>
 #include <set>
 #include <string_view>
 #include <sys/socket.h>
@@ -17,16 +17,6 @@ namespace vxpctl
 {
 namespace
 {
-
-// The attribute of a kind in a chain of them; null when it is not there.
-const rtattr *findAttribute(const rtattr *pAttribute, std::size_t size, unsigned type)
-{
-    auto left = static_cast<unsigned>(size);
-    for (; RTA_OK(pAttribute, left); pAttribute = RTA_NEXT(pAttribute, left))
-        if ((pAttribute->rta_type & NLA_TYPE_MASK) == type)
-            return pAttribute;
-    return nullptr;
-}
 
 bool isPort(const nlmsghdr &message)
 {

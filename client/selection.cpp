@@ -48,6 +48,7 @@ public:
     void error(const Error &error) override { m_next->error(error); }
     void note(std::string_view line) override { m_next->note(line); }
     void event(const Record &event) override { m_next->event(event); }
+    void member(const std::string &name, const Record &value) override { m_next->member(name, value); }
     ExitCode finish() override
     {
         showSorted();

@@ -85,6 +85,7 @@ public:
         m_err << printable(line) << std::endl;
     }
     void event(const Record &event) override { m_progress.show(event); }
+    void member(const std::string &, const Record &) override {}
     ExitCode finish() override
     {
         flush();
@@ -250,17 +251,19 @@ std::string ascii(const Record &value, int indent)
 class JsonWriter : public Writer
 {
 public:
-    JsonWriter(std::string_view command, std::ostream &out) : m_out(out)
+    JsonWriter(const View &view, std::ostream &out) : m_records(view.record + "s"), m_out(out)
     {
         m_envelope["schema"] = schemaName;
-        m_envelope["command"] = command;
+        m_envelope["command"] = view.command;
         m_envelope["devices"] = Record::array();
+        m_envelope[m_records] = Record::array();
         m_envelope["errors"] = Record::array();
     }
-    void device(const Record &record) override { m_envelope["devices"].push_back(record); }
+    void device(const Record &record) override { m_envelope[m_records].push_back(record); }
     void error(const Error &error) override { m_envelope["errors"].push_back(toRecord(error)); }
     void note(std::string_view) override {}
     void event(const Record &) override {}
+    void member(const std::string &name, const Record &value) override { m_envelope[name] = value; }
     ExitCode finish() override
     {
         m_out << ascii(m_envelope, 2) << std::endl;
@@ -268,6 +271,7 @@ public:
     }
 
 private:
+    std::string m_records;
     std::ostream &m_out;
     Record m_envelope;
 };
@@ -275,21 +279,22 @@ private:
 class JsonLinesWriter : public Writer
 {
 public:
-    JsonLinesWriter(std::string_view command, std::ostream &out) : m_command(command), m_out(out) {}
-    void device(const Record &record) override { line("device", record); }
+    JsonLinesWriter(const View &view, std::ostream &out) : m_command(view.command), m_record(view.record), m_out(out) {}
+    void device(const Record &record) override { line(m_record, record); }
     void error(const Error &error) override { line("error", toRecord(error)); }
     void note(std::string_view) override {}
     void event(const Record &event) override { line("event", event); }
+    void member(const std::string &name, const Record &value) override { line(name, value); }
     ExitCode finish() override { return ExitCode::done; }
 
 private:
-    void line(const char *pKind, const Record &content)
+    void line(const std::string &kind, const Record &content)
     {
-        const Record object{{"schema", schemaName}, {"command", m_command}, {pKind, content}};
+        const Record object{{"schema", schemaName}, {"command", m_command}, {kind, content}};
         m_out << ascii(object, -1) << std::endl;
     }
 
-    std::string m_command;
+    std::string m_command, m_record;
     std::ostream &m_out;
 };
 
@@ -299,9 +304,9 @@ std::unique_ptr<Writer> makeWriter(Format format, View view, std::ostream &out, 
 {
     switch (format) {
     case Format::json:
-        return std::make_unique<JsonWriter>(view.command, out);
+        return std::make_unique<JsonWriter>(view, out);
     case Format::jsonl:
-        return std::make_unique<JsonLinesWriter>(view.command, out);
+        return std::make_unique<JsonLinesWriter>(view, out);
     case Format::csv:
     case Format::value:
         return std::make_unique<DelimitedWriter>(std::move(view), format == Format::csv, out, err);

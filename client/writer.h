@@ -40,8 +40,9 @@ struct Column {
 // How a command's records look to people.
 struct View {
     std::string command;
-    std::vector<Column> columns; // none: each record is a list of names and values
-    bool live = false;           // show each record as it comes
+    std::vector<Column> columns;   // none: each record is a list of names and values
+    bool live = false;             // show each record as it comes
+    std::string record = "device"; // what a record is about; with an "s", its array in the envelope
 };
 
 class Writer
@@ -53,6 +54,7 @@ public:
     virtual void note(std::string_view line) = 0; // for people only
     // How far a job has come: mac, name, phase, and percent where it is known. The phase "done" ends it.
     virtual void event(const Record &event) = 0;
+    virtual void member(const std::string &name, const Record &value) = 0; // of the envelope, beside the arrays
     virtual ExitCode finish() = 0; // last call; done, or what is wrong with the output asked for
 };
 
@@ -76,6 +78,10 @@ public:
     void event(const Record &event) override
     {
         locked([&] { m_writer.event(event); });
+    }
+    void member(const std::string &name, const Record &value) override
+    {
+        locked([&] { m_writer.member(name, value); });
     }
     ExitCode finish() override { return m_writer.finish(); }
 

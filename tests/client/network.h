@@ -121,6 +121,17 @@ protected:
         broadcast(FileDescriptor(deviceSocket(interface)), frame, 62976);
     }
 
+    static void shell(const std::string &commands)
+    {
+        ASSERT_EQ(system(("set -e; PATH=$PATH:/usr/sbin:/sbin; " + commands).c_str()), 0) << commands;
+    }
+    void amongDevices(const std::function<void()> &action)
+    {
+        ASSERT_EQ(setns(m_devices->get(), CLONE_NEWNET), 0);
+        action();
+        ASSERT_EQ(setns(m_manager->get(), CLONE_NEWNET), 0);
+    }
+
 private:
     // The kernel drops what is sent before it has noticed the link.
     static bool bothHaveLink()
@@ -132,16 +143,6 @@ private:
     static std::unique_ptr<FileDescriptor> currentNetwork()
     {
         return std::make_unique<FileDescriptor>(open("/proc/self/ns/net", O_RDONLY)); // ip inherits it
-    }
-    static void shell(const std::string &commands)
-    {
-        ASSERT_EQ(system(("set -e; PATH=$PATH:/usr/sbin:/sbin; " + commands).c_str()), 0) << commands;
-    }
-    void amongDevices(const std::function<void()> &action)
-    {
-        ASSERT_EQ(setns(m_devices->get(), CLONE_NEWNET), 0);
-        action();
-        ASSERT_EQ(setns(m_manager->get(), CLONE_NEWNET), 0);
     }
     int deviceSocket(const std::string &interface)
     {
