@@ -81,7 +81,7 @@ public:
     }
     void note(std::string_view line) override
     {
-        flush();
+        TextWriter::flush(); // a table's rows wait for each other, not for a note
         m_err << printable(line) << std::endl;
     }
     void event(const Record &event) override { m_progress.show(event); }
