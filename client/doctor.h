@@ -62,6 +62,16 @@ struct Finding {
     std::size_t rank = 0; // the smaller, the more certain
 };
 
+using Check = std::optional<Finding> (*)(const Evidence &, const Examination &);
+
+// Whether a device that answered has another way to this host than broadcasts.
+std::optional<Finding> checkDevices(const Evidence &evidence, const Examination &examination);
+
+// The network that a discovery reply says its device is in; 24 bits when it does not tell its mask.
+Subnet networkOf(const Record &device);
+
+std::string chained(const std::set<std::string> &lines); // as one line for the shell
+
 // What stands in the way on one interface; the verdict "healthy" when nothing does.
 Finding diagnose(const Evidence &evidence, const Examination &examination);
 

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From what was seen to what is wrong.
+// From what was seen of requests and answers to what is wrong.
 #include "client/doctor.h"
 
-#include "client/failure.h"
 #include "client/route.h"
-#include "client/target.h"
-#include "client/transfer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,11 +16,6 @@ namespace
 
 constexpr std::size_t toleratedLoss = 10; // one in so many: devices are busy, and radio is radio
 
-std::string number(std::size_t count)
-{
-    return std::to_string(count);
-}
-
 // What came in, as a packet socket saw it, and did not reach the UDP socket.
 std::size_t dropped(const Evidence &evidence)
 {
@@ -33,8 +25,8 @@ std::size_t dropped(const Evidence &evidence)
 
 std::string droppedText(const Evidence &evidence)
 {
-    return number(dropped(evidence)) + " of " + number(evidence.seen.replies) + " answers that came in on " +
-           evidence.interface.name;
+    return std::to_string(dropped(evidence)) + " of " + std::to_string(evidence.seen.replies) +
+           " answers that came in on " + evidence.interface.name;
 }
 
 std::set<IPv4_Address> droppedSources(const Evidence &evidence)
@@ -45,70 +37,11 @@ std::set<IPv4_Address> droppedSources(const Evidence &evidence)
     return sources;
 }
 
-bool isInside(const Interface &interface, const IPv4_Address &address)
-{
-    return std::any_of(interface.subnets.begin(), interface.subnets.end(),
-                       [&address](const Subnet &subnet) { return subnet.contains(address); });
-}
-
-IPv4_Address addressOf(const Record &device, const char *pField = "ip")
-{
-    return device[pField].is_string() ? parseIPv4(device[pField]).value_or(IPv4_Address{}) : IPv4_Address{};
-}
-
-// The network that a device says it is in; 24 bits when it does not tell its mask.
-Subnet networkOf(const Record &device)
-{
-    Subnet subnet{addressOf(device), 24};
-    if (const IPv4_Address mask = addressOf(device, "mask"); mask != IPv4_Address{}) {
-        subnet.length = 0;
-        for (const std::uint8_t byte : mask)
-            subnet.length += static_cast<unsigned>(std::popcount(byte));
-    }
-    return subnet;
-}
-
-// The last address of the device's network that neither the device nor its gateway has.
-std::string freeAddress(const Record &device)
-{
-    const Subnet network = networkOf(device);
-    Subnet candidate{network.address, network.length};
-    for (unsigned bit = network.length; bit < 32; bit++)
-        candidate.address[bit / 8] |= static_cast<std::uint8_t>(0x80 >> bit % 8);
-    do
-        candidate.address[3]--; // the first time, from the broadcast address
-    while (candidate.address == network.address || candidate.address == addressOf(device, "gateway"));
-    return candidate.text();
-}
-
-std::string chained(const std::set<std::string> &lines)
-{
-    std::string text;
-    for (const std::string &line : lines)
-        text += (text.empty() ? "" : " && ") + line;
-    return text;
-}
-
 // The name of an interface's setting for sysctl(8), which takes dots for slashes.
 std::string setting(const std::string &interface, const std::string &name)
 {
     return interface.find('.') == interface.npos ? "net.ipv4.conf." + interface + "." + name
                                                  : "net/ipv4/conf/" + interface + "/" + name;
-}
-
-using Check = std::optional<Finding> (*)(const Evidence &, const Examination &);
-
-std::optional<Finding> isOwnAddress(const Evidence &evidence, const Examination &)
-{
-    for (const auto &[mac, device] : evidence.received.devices)
-        if (const auto route = routeTo(addressOf(device)); route && route->local) {
-            const std::string address = freeAddress(device);
-            return Finding{"address_conflict",
-                           mac + " on " + evidence.interface.name + " has this host's own address, " +
-                               dotted(addressOf(device)),
-                           "vxpctl network set " + mac + " --ip " + address.substr(0, address.find('/'))};
-        }
-    return std::nullopt;
 }
 
 // With a route to the source that leaves through the interface, the kernel accepts it in every mode, also where the
@@ -133,8 +66,8 @@ Finding filtered(const Evidence &evidence, const Examination &examination, const
         lines = {sysctl + "=0 net.ipv4.conf.all.rp_filter=0"};
     return {routed ? "rp_filter" : "no_route",
             what + " dropped by the reverse-path filter (rp_filter " +
-                number(static_cast<unsigned>(evidence.reversePath())) + ", IPReversePathFilter rose by " +
-                number(examination.dropsAfter - examination.dropsBefore) + "): this host has no route " +
+                std::to_string(static_cast<unsigned>(evidence.reversePath())) + ", IPReversePathFilter rose by " +
+                std::to_string(examination.dropsAfter - examination.dropsBefore) + "): this host has no route " +
                 (routed ? "through " + name : std::string("at all")) + " to where they come from",
             chained(lines)};
 }
@@ -146,7 +79,7 @@ std::optional<Finding> isFiltered(const Evidence &evidence, const Examination &e
         return filtered(evidence, examination, droppedText(evidence) + " were");
     if (counted && !examination.blindness.empty() && !evidence.received.replies)
         return filtered(evidence, examination,
-                        "no answer was received on " + evidence.interface.name + ", and some were");
+                        "no answer was received on " + evidence.interface.name + ", and packets were");
     return std::nullopt;
 }
 
@@ -197,55 +130,9 @@ std::optional<Finding> cannotSend(const Evidence &evidence, const Examination &e
                        "ip address show dev " + name};
     if (examination.blindness.empty() && !evidence.left)
         return Finding{"not_sent",
-                       "none of " + number(evidence.sent) + " requests left " + name +
+                       "none of " + std::to_string(evidence.sent) + " requests left " + name +
                            ": a queue or a filter of this host drops them",
                        "tc -s qdisc show dev " + name};
-    return std::nullopt;
-}
-
-// Whether a packet to the device goes where the device was heard.
-bool isReached(const IPv4_Address &address, const std::string &mac, const Examination &examination)
-{
-    const auto route = routeTo(address);
-    return route && std::any_of(examination.interfaces.begin(), examination.interfaces.end(), [&](const Evidence &one) {
-               return one.interface.index == route->index && one.received.devices.contains(mac);
-           });
-}
-
-std::optional<Finding> isMisrouted(const Evidence &evidence, const Examination &examination)
-{
-    const std::string &name = evidence.interface.name;
-    std::set<std::string> lines;
-    for (const auto &[mac, device] : evidence.received.devices)
-        if (const IPv4_Address address = addressOf(device);
-            isInside(evidence.interface, address) && !isReached(address, mac, examination))
-            lines.insert("ip route add " + dotted(address) + "/32 dev " + name);
-    if (lines.empty())
-        return std::nullopt;
-    return Finding{"other_route",
-                   number(lines.size()) + " that answered on " + name +
-                       " cannot be reached there: this host sends to their addresses through another interface",
-                   chained(lines)};
-}
-
-std::optional<Finding> isForeign(const Evidence &evidence, const Examination &)
-{
-    for (const auto &[mac, device] : evidence.received.devices) {
-        Record heard = device;
-        heard["interfaces"] = {evidence.interface.name};
-        const Device found(heard);
-        if (isInside(evidence.interface, found.ip) || found.ip == IPv4_Address{})
-            continue;
-        try {
-            addressFor(found);
-        } catch (const Failure &) {
-            return Finding{"foreign_subnet",
-                           found.label() + " answers on " + evidence.interface.name +
-                               ", but this host has no address in " + networkOf(device).network() +
-                               ": settings can be changed, files cannot be transferred",
-                           "ip address add " + freeAddress(device) + " dev " + evidence.interface.name};
-        }
-    }
     return std::nullopt;
 }
 
@@ -259,7 +146,8 @@ std::optional<Finding> isLossy(const Evidence &evidence, const Examination &exam
     if (asked < answers + 2 || (asked - answers) * toleratedLoss < asked)
         return std::nullopt;
     return Finding{"loss",
-                   number(asked - answers) + " of " + number(asked) + " requests on " + evidence.interface.name +
+                   std::to_string(asked - answers) + " of " + std::to_string(asked) + " requests on " +
+                       evidence.interface.name +
                        " were not answered by devices that answered others: packets get lost on the way",
                    "vxpctl discover -i " + evidence.interface.name + " --timeout 30"};
 }
@@ -280,8 +168,8 @@ std::optional<Finding> isSilent(const Evidence &evidence, const Examination &exa
                    blind ? "sudo vxpctl doctor" : "vxpctl watch"};
 }
 
-constexpr Check checks[] = {isOwnAddress, isFiltered,  isFirewalled, mayNotSend, isDown,  hasNoLink,
-                            cannotSend,   isMisrouted, isForeign,    isLossy,    isSilent};
+constexpr Check checks[] = {isFiltered, isFirewalled, mayNotSend, isDown,  hasNoLink,
+                            cannotSend, checkDevices, isLossy,    isSilent};
 
 // Whether what is wrong with one interface explains what the user sees: one of several may be silent or unplugged.
 bool matters(const Finding &finding, const Evidence &evidence, const Examination &examination)

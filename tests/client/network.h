@@ -89,8 +89,9 @@ protected:
         ASSERT_TRUE(enterNamespaces(CLONE_NEWNET));
         m_manager = currentNetwork();
         const std::string devices = "/proc/self/fd/" + std::to_string(m_devices->get());
-        shell("ip link add mgr0 type veth peer name ap0 netns " + devices);
-        shell("ip link add mgr1 type veth peer name ap1 netns " + devices);
+        // Where both ends have one index, the kernel tells up to a second late that there is a link.
+        shell("ip link add mgr0 index 10 type veth peer name ap0 index 20 netns " + devices);
+        shell("ip link add mgr1 index 11 type veth peer name ap1 index 21 netns " + devices);
         shell("ip address add 10.1.2.1/24 dev mgr0; ip link set mgr0 up; ip link set mgr1 up");
         // Some distributions drop what comes in on an interface that has no address; the test is not about that.
         for (const char *pName : {"all", "mgr1"})
