@@ -131,13 +131,14 @@ std::string readContent(const std::string &path)
 {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
-        throw Failure(ExitCode::usage,
-                      {"unreadable", path + " is no file" + (error ? ": " + error.message() : ""), ""});
+        throw Failure(ExitCode::usage, {"unreadable", path + " is no file" + (error ? ": " + error.message() : ""),
+                                        "name the file with --file"});
     std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
     content << file.rdbuf();
     if (!file || content.view().empty())
-        throw Failure(ExitCode::usage, {"unreadable", path + (file ? " is empty" : " cannot be read"), ""});
+        throw Failure(ExitCode::usage, {"unreadable", path + (file ? " is empty" : " cannot be read"),
+                                        "nothing was sent; name another file with --file"});
     return content.str();
 }
 

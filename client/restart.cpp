@@ -65,6 +65,7 @@ void awaitReturn(Session &session, Record &record, double seconds, bool isDown)
     const auto start = Clock::now(), end = start + duration(seconds);
     auto latestAnswer = start;
     Lookout lookout(session);
+    bool answers = true;
     while (Clock::now() < end) {
         const auto asked = Clock::now();
         auto device = lookout.askIt();
@@ -78,14 +79,15 @@ void awaitReturn(Session &session, Record &record, double seconds, bool isDown)
             record["result"] = verified;
             return;
         }
-        if (device)
+        answers = device.has_value();
+        if (answers)
             latestAnswer = asked;
         isDown = isDown || Clock::now() - latestAnswer > duration(downTime);
         if (!isDown && Clock::now() - start > goDownTime)
             break;
         session.pause(pollGap);
     }
-    if (!isDown)
+    if (!isDown && answers)
         throw session.failure(ExitCode::notVerified, "not_verified", "accepted the request, but has not gone down",
                               "look at its log, or wait longer and ask again");
     throw session.failure(ExitCode::noAnswer, "not_back", "has not come back in time",

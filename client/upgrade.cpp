@@ -95,8 +95,8 @@ private:
             if (*state == restartWish)
                 return;
             refuse(*state);
-            if (state->empty() && busy) { // it has been away, and knows nothing of the job any more
-                m_isDown = true;
+            if (state->empty() && (busy || hasNewVersion())) {
+                m_isDown = true; // it has been, and knows nothing of the job any more
                 return;
             }
             if (!state->empty()) {
@@ -115,6 +115,13 @@ private:
     {
         const auto device = m_lookout.askAll();
         return device && device->ip != m_session.device().ip;
+    }
+
+    // The answer before a restart may be lost, and with another's server there may be no other sign of it.
+    bool hasNewVersion() const
+    {
+        const auto device = m_lookout.askIt();
+        return device && device->identity["version"] != m_session.device().identity["version"];
     }
 
     // Empty unless it is known that a part of the file is missing.
