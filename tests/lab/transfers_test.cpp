@@ -79,13 +79,14 @@ protected:
         EXPECT_EQ(answer["errors"][0]["code"], refusal.strCode);
         EXPECT_THAT(answer["errors"][0]["message"].get<std::string>(), HasSubstr(refusal.strMessage));
         EXPECT_NE(answer["errors"][0]["hint"], "");
-        EXPECT_EQ(sh("ls out").strOut, "");
-        forget("ap1");
+        if (refusal.iStatus == 6 || refusal.iStatus == 10)
+            forget("ap1");
     }
     void expectRefusals(std::initializer_list<Refusal> refusals) const
     {
         for (const Refusal &refusal : refusals)
             expectRefusal(refusal);
+        EXPECT_EQ(sh("ls out").strOut, "");
     }
 
     const Lab lab{};
@@ -133,11 +134,17 @@ TEST_F(TransfersTest, UsesAServerThatIsThere)
     const Result restored = sh("vxpctl restore changed --server 192.168.0.1 --name saved --no-verify --yes");
     EXPECT_EQ(restored.iStatus, 10) << restored.strErr;
     EXPECT_TRUE(lab.becomes("ap1", "system system-name", "ap1"));
+    // The device's last words before it restarts, '"1" is under processing', never arrive: its version has to do.
+    ASSERT_EQ(sh("nft add table inet t && nft add chain inet t in '{ type filter hook input priority 0; }' &&"
+                 " nft add rule inet t in udp dport 62992 @th,256,24 0x223122 counter drop")
+                  .iStatus,
+              0);
     for (const std::string strVia : {"--name image", "--name large --protocol tftp"}) {
         const Result upgraded = sh("vxpctl upgrade ap2 --yes --server 192.168.0.1 " + strVia);
         EXPECT_EQ(upgraded.iStatus, 0) << upgraded.strErr;
     }
     EXPECT_EQ(lab.get("ap2", "system version"), "4.3.0");
+    EXPECT_THAT(sh("nft list table inet t").strOut, testing::ContainsRegex("packets [1-9]")) << "nothing was lost";
     server.signal(SIGTERM);
     EXPECT_NE(server.status(), -1);
 }
@@ -155,7 +162,11 @@ TEST_F(TransfersTest, BringsBackWhatItSaved)
         EXPECT_EQ(parsed(restored)["devices"][0]["name"], "ap1");
         EXPECT_EQ(lab.get("ap1", "radio/wlan0 status"), "up");
     }
-    const Result again = sh("vxpctl backup ap1 --to again && cmp again out/ap1-*; vxpctl backup ap1 --to again");
+    lab.set("ap1", "system system-name", "../a b"); // a name that is no file's
+    EXPECT_THAT(sh("vxpctl backup 192.168.0.51 --to out -o value -f file").strOut,
+                testing::StartsWith("out/device.._a_b-020000000001-"));
+    lab.set("ap1", "system system-name", "ap1");
+    const Result again = sh("vxpctl backup ap1 --to again && cmp again out/ap1-* >&2; vxpctl backup ap1 --to again");
     EXPECT_EQ(again.iStatus, 1) << "a file was overwritten";
     EXPECT_THAT(again.strErr, HasSubstr("again is there already")) << again.strOut;
 }
