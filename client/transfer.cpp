@@ -13,7 +13,6 @@ namespace vxpctl
 namespace
 {
 
-constexpr double answerTime = 1.0;      // seconds: a device that is free answers within milliseconds
 constexpr int answerTries = 5;          // unless --tries says otherwise
 constexpr std::size_t longestName = 64; // of the 128 bytes on the wire: devices' command lines are cut at 128, too
 constexpr std::string_view nameCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
@@ -156,11 +155,11 @@ int Job::tries() const
 }
 
 // A query carries no text. A start without a server never starts anything, and why it is refused tells.
-std::optional<std::string> Job::state() const
+std::optional<std::string> Job::state(double timeout) const
 {
     TransferStart4 body{};
     body.head.ucSubService = SST_START;
-    const auto reply = ask(bytesOf(body, sizeof body.head), answerTime);
+    const auto reply = ask(bytesOf(body, sizeof body.head), timeout);
     return reply ? std::optional(jobOf(messageOf(*reply))) : std::nullopt;
 }
 
@@ -176,8 +175,8 @@ void Job::requireIdle() const
     if (m_session.options().dryRun)
         return;
     std::optional<std::string> state;
-    for (int i = 0; !state && i < tries(); i++)
-        state = this->state();
+    for (int i = 0; !state && i < tries(); i++) // where everybody is busy, the answer to the latest may be on its way
+        state = this->state((i + 1) * answerTime);
     if (state == "complete" && query()) // a restore's query takes it; a backup has cleared it by itself
         state = this->state();
     if (!state)

@@ -68,7 +68,7 @@ public:
 
     // What the device is doing, in its own words: empty when nothing; nothing when it does not answer, as while it
     // fetches a file.
-    std::optional<std::string> state() const;
+    std::optional<std::string> state(double timeout = answerTime) const;
     std::optional<TransferReply> query() const; // its answer, if there is one
 
     // Throws Failure unless the device can begin. A finished job that the device still tells of is cleared away.
@@ -79,6 +79,8 @@ public:
     void begin(const Place &place, const std::function<bool()> &hasBegun) const;
 
 private:
+    static constexpr double answerTime = 1; // seconds: a device that is free answers within milliseconds
+
     std::optional<TransferReply> ask(Bytes body, double timeout) const; // nothing when there is no answer
     int tries() const;
 
