@@ -132,6 +132,13 @@ private:
         if (uOP_Code == VXP_OP_DISCOVER)
             heard.devices.insert_or_assign(mac, record);
     }
+    std::vector<unsigned> indexes() const
+    {
+        std::vector<unsigned> all;
+        for (const Evidence &evidence : m_examination.interfaces)
+            all.push_back(evidence.interface.index);
+        return all;
+    }
     Evidence *find(unsigned index)
     {
         auto &all = m_examination.interfaces;
@@ -143,7 +150,7 @@ private:
     Examination &m_examination;
     const Log &m_log;
     UdpSocket m_socket{VXP_REPLY_PORT, m_log};
-    PacketWatch m_watch{};
+    PacketWatch m_watch{indexes()};
     std::vector<Request> m_requests{};
 };
 

@@ -11,12 +11,17 @@ namespace
 constexpr int longestFrame = 2048;      // bytes: the ring holds frames of this size
 constexpr int ringSize = 4 * (1 << 20); // bytes
 
-std::string filter()
+// The ports of a bridge see a broadcast once each, which would fill the ring: other interfaces are left out.
+std::string filter(const std::vector<unsigned> &indexes)
 {
-    return "udp port " + std::to_string(VXP_REQUEST_PORT) + " or udp port " + std::to_string(VXP_REPLY_PORT);
+    std::string interfaces;
+    for (const unsigned index : indexes)
+        interfaces += (interfaces.empty() ? "ifindex " : " or ifindex ") + std::to_string(index);
+    return "(udp port " + std::to_string(VXP_REQUEST_PORT) + " or udp port " + std::to_string(VXP_REPLY_PORT) +
+           ") and (" + interfaces + ")";
 }
 
-bool start(pcap_t *pPcap)
+bool start(pcap_t *pPcap, const std::string &filter)
 {
     char message[PCAP_ERRBUF_SIZE];
     if (pcap_set_snaplen(pPcap, longestFrame) || pcap_set_immediate_mode(pPcap, 1) ||
@@ -24,7 +29,7 @@ bool start(pcap_t *pPcap)
         pcap_setnonblock(pPcap, 1, message))
         return false;
     bpf_program program;
-    if (pcap_compile(pPcap, &program, filter().c_str(), 1, PCAP_NETMASK_UNKNOWN))
+    if (pcap_compile(pPcap, &program, filter.c_str(), 1, PCAP_NETMASK_UNKNOWN))
         return false;
     const bool set = pcap_setfilter(pPcap, &program) == 0;
     pcap_freecode(&program);
@@ -40,11 +45,11 @@ void hand(u_char *pTake, const pcap_pkthdr *pHeader, const u_char *pFrame)
 
 } // namespace
 
-PacketWatch::PacketWatch() : m_pcap(nullptr, pcap_close)
+PacketWatch::PacketWatch(const std::vector<unsigned> &indexes) : m_pcap(nullptr, pcap_close)
 {
     char message[PCAP_ERRBUF_SIZE] = "";
     m_pcap.reset(pcap_create("any", message));
-    if (m_pcap && start(m_pcap.get()))
+    if (m_pcap && start(m_pcap.get(), filter(indexes)))
         return;
     m_problem = m_pcap ? pcap_geterr(m_pcap.get()) : message;
     m_pcap.reset();

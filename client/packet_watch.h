@@ -8,16 +8,17 @@
 #include <memory>
 #include <pcap/pcap.h>
 #include <string>
+#include <vector>
 
 namespace vxpctl
 {
 
-// This protocol's datagrams as a packet socket sees them on all interfaces from now on: before the reverse-path filter
+// This protocol's datagrams as a packet socket sees them on some interfaces from now on: before the reverse-path filter
 // and the firewall when they come in, behind the firewall when they go out.
 class PacketWatch
 {
 public:
-    PacketWatch();
+    explicit PacketWatch(const std::vector<unsigned> &indexes); // of the interfaces
     const std::string &problem() const { return m_problem; } // why nothing can be seen (CAP_NET_RAW); empty when it can
     void read(const std::function<void(const Packet &)> &take); // what was seen since the last time
 
