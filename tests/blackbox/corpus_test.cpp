@@ -7,6 +7,7 @@
 #include "tests/blackbox/effects.h"
 
 #include <cstdio>
+#include <set>
 #include <sstream>
 
 namespace
@@ -27,6 +28,13 @@ struct Operation {
 Bytes start(const char *strHead, const char *strIP)
 {
     return hex(strHead) + hex(strIP) + text("ap.bin", 128);
+}
+
+std::string operationText(int iCode)
+{
+    char strCode[16];
+    snprintf(strCode, sizeof strCode, "op 0x%04X", static_cast<unsigned>(iCode));
+    return strCode;
 }
 
 // "c3lzb3A=" is sysop. Transfers go by HTTP, whose check fails (below), for that leaves no state behind.
@@ -97,7 +105,7 @@ const std::pair<uint16_t, const char *> READS[] = {
 void addForms(std::vector<Case> &cases, const Operation &operation)
 {
     const std::string strCode =
-        "op " + std::to_string(operation.uCode) + " body " + std::to_string(operation.body.size()) + ": ";
+        operationText(operation.uCode) + " body " + std::to_string(operation.body.size()) + ": ";
     const Bytes head = takesCredentials(operation.uCode) ? CREDENTIALS : Bytes{}, whole = head + operation.body;
     const auto add = [&](const std::string &strForm, const Bytes &datagram) {
         cases.push_back({strCode + strForm, "", datagram});
@@ -111,7 +119,7 @@ void addForms(std::vector<Case> &cases, const Operation &operation)
     add("code in network order", request(static_cast<uint16_t>(operation.uCode << 8 | operation.uCode >> 8), 1, whole));
     if (!head.empty())
         add("wrong password", request(operation.uCode, 1, text("c3lzb3A=", 64) + text("d3Jvbmc=", 64)));
-    for (size_t uSize : {size_t{1}, whole.size() / 2, whole.size() - 1, whole.size() + 1})
+    for (size_t uSize : std::set{size_t{1}, whole.size() / 2, whole.size() - 1, whole.size() + 1})
         if (!whole.empty())
             add("body of " + std::to_string(uSize), request(operation.uCode, 1, text(whole, uSize)));
     add("all ff", request(operation.uCode, 1, head + Bytes(600, '\xff')));
@@ -133,7 +141,7 @@ std::vector<Case> corpus()
     for (const Operation &operation : operations())
         addForms(cases, operation);
     for (int iCode = 0x9F; iCode <= 0x104; iCode++) // those in the table answer without credentials: refused
-        cases.push_back({"code " + std::to_string(iCode), "", request(static_cast<uint16_t>(iCode), 1)});
+        cases.push_back({operationText(iCode) + " alone", "", request(static_cast<uint16_t>(iCode), 1)});
     const Bytes neighbour = request(0xD0, 1);
     for (size_t uSize = 0; uSize < neighbour.size(); uSize++)
         cases.push_back({"header cut to " + std::to_string(uSize), "", neighbour.substr(0, uSize)});
@@ -142,7 +150,7 @@ std::vector<Case> corpus()
         cases.push_back({"datagram of " + std::to_string(uSize), "", text(neighbour, uSize)});
     for (const auto &[uCode, strField] : READS)
         for (const char *strValue : VALUES)
-            cases.push_back({"op " + std::to_string(uCode) + " reads " + strField + " '" + strValue + "'",
+            cases.push_back({operationText(uCode) + " reads " + strField + " '" + strValue + "'",
                              std::string(strField) + ": " + strValue, asOperation(uCode, 1, hex("02"))});
     return cases;
 }
