@@ -85,13 +85,17 @@ Record back(Session &session, const Servers &servers, double seconds)
 }
 
 // On somebody else's server, what has arrived cannot be seen from here.
-Record backElsewhere(Session &session, const Servers &servers)
+Record backElsewhere(Session &session, const Servers &servers, double seconds)
 {
+    const auto end = Clock::now() + duration(seconds);
     const Job job(session, session.device(), VXP_OP_CONFIG_BACKUP);
     job.requireIdle();
     job.begin(servers.elsewhere(), [] { return false; });
     std::optional<TransferReply> reply;
     while (!reply || !isDone(*reply)) {
+        if (Clock::now() >= end)
+            throw session.failure(ExitCode::noAnswer, "no_answer", "has not come to an end in time",
+                                  "give more time with --wait");
         session.pause(pollGap);
         reply = job.query();
     }
@@ -111,7 +115,7 @@ ExitCode runBackup(const Options &options, Writer &writer, const Log &log)
     checkTransferOptions(options, servers, false);
     const double seconds = numberOption(options, "--wait", defaultWait, longestWait);
     Task task{[&](Session &session) {
-                  return servers.areOurs() ? back(session, servers, seconds) : backElsewhere(session, servers);
+                  return servers.areOurs() ? back(session, servers, seconds) : backElsewhere(session, servers, seconds);
               },
               false};
     task.parallel = parallelOption(options);
@@ -122,10 +126,7 @@ ExitCode runBackup(const Options &options, Writer &writer, const Log &log)
                                             "name a folder that is there with --to; each gets a file in it"});
         if (servers.areOurs() && fs::exists(to) && !fs::is_directory(to))
             throw fileExists(to);
-        if (servers.areOurs())
-            servers.open(Protocol::tftp, devices);
-        else
-            servers.check(false);
+        servers.prepare(devices, false);
     };
     return administer(options, writer, log, task);
 }

@@ -160,10 +160,7 @@ ExitCode runRestore(const Options &options, Writer &writer, const Log &log)
     task.warnings = {"what is restored is lost at the next reboot unless it is saved: vxpctl save"};
     task.parallel = parallelOption(options);
     task.prepare = [&](const std::vector<Device> &devices) {
-        if (servers.areOurs())
-            servers.open(servers.protocol(), devices);
-        else
-            servers.check(true);
+        servers.prepare(devices, true);
         if (file && !options.given("--no-verify"))
             servers.open(Protocol::tftp, devices);
     };

@@ -91,6 +91,14 @@ Servers::Servers(const Options &options, Protocol preset) : m_dryRun(options.dry
     }
 }
 
+void Servers::prepare(const std::vector<Device> &devices, bool hasFile)
+{
+    if (areOurs())
+        open(m_protocol, devices);
+    else
+        check(hasFile);
+}
+
 void Servers::open(Protocol protocol, const std::vector<Device> &devices)
 {
     for (const Device &device : m_dryRun ? std::vector<Device>{} : devices) {

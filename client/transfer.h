@@ -38,10 +38,10 @@ public:
     Protocol protocol() const { return m_protocol; }
     bool areOurs() const { return !m_server; }
 
-    // Before anything is sent to a device: listens wherever one of them comes from. Throws Failure.
-    void open(Protocol protocol, const std::vector<Device> &devices);
-    // Whether somebody else's server is there, and has the file, or has none of this name. Throws Failure.
-    void check(bool hasFile) const;
+    // Before anything is sent to a device. Our own listen wherever one of them comes from; somebody else's has to be
+    // there, and to have the file, or none of its name. Throws Failure.
+    void prepare(const std::vector<Device> &devices, bool hasFile);
+    void open(Protocol protocol, const std::vector<Device> &devices); // one more of our own
 
     // Offers a file to a device, under a name of its own; without content, takes one. Throws Failure.
     std::pair<Place, std::unique_ptr<Offer>> offer(Protocol protocol, const Device &device, const std::string &what,
@@ -50,6 +50,8 @@ public:
     Place elsewhere() const { return {m_protocol, m_server.value_or(IPv4_Address{}), m_name}; }
 
 private:
+    void check(bool hasFile) const;
+
     bool m_dryRun;
     Protocol m_protocol;
     std::optional<IPv4_Address> m_server{};

@@ -207,12 +207,7 @@ ExitCode runUpgrade(const Options &options, Writer &writer, const Log &log)
     Task task{[&](Session &session) { return Upgrade(session, servers, image).run(); }, false};
     task.question = "Replace the firmware of";
     task.parallel = parallelOption(options);
-    task.prepare = [&](const std::vector<Device> &devices) {
-        if (servers.areOurs())
-            servers.open(servers.protocol(), devices);
-        else
-            servers.check(true);
-    };
+    task.prepare = [&](const std::vector<Device> &devices) { servers.prepare(devices, true); };
     return administer(options, writer, log, task);
 }
 
