@@ -57,7 +57,7 @@ Failure cannotWrite(const std::string &path, int error)
     if (error == EEXIST)
         return fileExists(path);
     return Failure(ExitCode::failure,
-                   {full ? "disk_full" : "cannot_write",
+                   {full ? ErrorCode("disk_full") : ErrorCode("cannot_write"),
                     "cannot write " + path + ": " + strerror(error) + "; nothing is left of it",
                     full ? "make room, or name another place with --to" : "name another place with --to"});
 }

@@ -64,10 +64,10 @@ public:
     }
 
 private:
-    void fail(const char *pCode, const std::string &message, const std::string &hint)
+    void fail(ErrorCode code, const std::string &message, const std::string &hint)
     {
         m_failed = true;
-        m_writer.error({pCode, message, hint});
+        m_writer.error({code, message, hint});
     }
 
     Writer &m_writer;

@@ -35,7 +35,7 @@ Record recordOf(const Evidence &evidence, const Examination &examination)
                   {"rp_filter_all", evidence.reversePathAll},
                   {"rp_filter_own", evidence.reversePathOwn},
                   {"default_route", evidence.defaultRoute},
-                  {"verdict", diagnose(evidence, examination).verdict}};
+                  {"verdict", std::string_view(diagnose(evidence, examination).verdict)}};
     for (const Subnet &subnet : interface.subnets)
         record["addresses"].push_back(subnet.text());
     for (const Heard *pHeard : {&evidence.seen, &evidence.received})
@@ -74,7 +74,7 @@ void showHost(const Examination &examination, Writer &writer)
 
 Record conclusionRecord(const Finding &finding, const Record &interface)
 {
-    return {{"verdict", finding.verdict},
+    return {{"verdict", std::string_view(finding.verdict)},
             {"interface", interface},
             {"message", finding.message},
             {"command", finding.command.empty() ? Record() : Record(finding.command)}};

@@ -56,7 +56,7 @@ struct Examination {
 bool probe(Examination &examination, const Plan &plan, const Log &log);
 
 struct Finding {
-    std::string verdict; // for programs, as the codes of errors
+    ErrorCode verdict; // or "healthy"
     std::string message;
     std::string command;  // the line to type; empty when nothing can be typed
     std::size_t rank = 0; // the smaller, the more certain

@@ -64,7 +64,7 @@ Finding filtered(const Evidence &evidence, const Examination &examination, const
         lines = {sysctl + "=2"};
     if (lines.empty()) // the sources are not known
         lines = {sysctl + "=0 net.ipv4.conf.all.rp_filter=0"};
-    return {routed ? "rp_filter" : "no_route",
+    return {routed ? ErrorCode("rp_filter") : ErrorCode("no_route"),
             what + " dropped by the reverse-path filter (rp_filter " +
                 std::to_string(static_cast<unsigned>(evidence.reversePath())) + ", IPReversePathFilter rose by " +
                 std::to_string(examination.dropsAfter - examination.dropsBefore) + "): this host has no route " +

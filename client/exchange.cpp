@@ -24,7 +24,7 @@ Bytes bytesOf(const Body &body)
     return {reinterpret_cast<const std::uint8_t *>(&body), sizeof body};
 }
 
-Failure failure(ExitCode exitCode, const Device &device, const char *code, const std::string &message,
+Failure failure(ExitCode exitCode, const Device &device, ErrorCode code, const std::string &message,
                 const std::string &hint)
 {
     return Failure(exitCode, {code, device.label() + ": " + message, hint, device.macText()});

@@ -4,6 +4,7 @@
 #ifndef VXP_CLIENT_FAILURE_H
 #define VXP_CLIENT_FAILURE_H
 
+#include "client/error_code.h"
 #include "client/exit_code.h"
 
 #include <stdexcept>
@@ -14,7 +15,7 @@ namespace vxpctl
 {
 
 struct Error {
-    std::string code;     // for programs: lower case and underscores, never reworded
+    ErrorCode code;       // for programs
     std::string message;  // for people: what happened, to what
     std::string hint;     // what to do next; may be empty
     std::string device{}; // MAC address of the device concerned; empty when it is none's fault

@@ -17,7 +17,7 @@ namespace vxpctl
 namespace
 {
 
-Failure localNetwork(const char *code, std::string message, std::string hint)
+Failure localNetwork(ErrorCode code, std::string message, std::string hint)
 {
     return Failure(ExitCode::localNetwork, {code, std::move(message), std::move(hint)});
 }

@@ -190,13 +190,12 @@ Record Session::result() const
     return record;
 }
 
-Failure Session::failure(ExitCode exitCode, const std::string &code, const std::string &message,
-                         const std::string &hint) const
+Failure Session::failure(ExitCode exitCode, ErrorCode code, const std::string &message, const std::string &hint) const
 {
     return Failure(exitCode, {code, m_device.label() + ": " + message, hint, m_device.macText()});
 }
 
-void Session::problem(ExitCode exitCode, const std::string &code, const std::string &message, const std::string &hint)
+void Session::problem(ExitCode exitCode, ErrorCode code, const std::string &message, const std::string &hint)
 {
     m_problems.emplace_back(exitCode, failure(exitCode, code, message, hint).error());
 }

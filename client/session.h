@@ -51,10 +51,9 @@ public:
     // Mac, ip and name, to which a command adds what it found.
     Record result() const;
     // The record shows what the device did; this says that it is not what was wanted.
-    void problem(ExitCode exitCode, const std::string &code, const std::string &message, const std::string &hint = {});
+    void problem(ExitCode exitCode, ErrorCode code, const std::string &message, const std::string &hint = {});
     const std::vector<std::pair<ExitCode, Error>> &problems() const { return m_problems; }
-    Failure failure(ExitCode exitCode, const std::string &code, const std::string &message,
-                    const std::string &hint = {}) const;
+    Failure failure(ExitCode exitCode, ErrorCode code, const std::string &message, const std::string &hint = {}) const;
     void note(const std::string &text) { m_writer.note(text); } // for people
     // How far it has come, as Writer::event; runs from 0 to 100, or -1 when that is not known.
     void phase(const std::string &name, int percent = -1);

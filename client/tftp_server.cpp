@@ -33,7 +33,7 @@ constexpr std::uint16_t port = 69;
 constexpr const char *program = "/usr/sbin/in.tftpd";
 constexpr rlim_t mostBytes = 64 << 20; // of an upload
 
-Failure cannotServe(const std::string &code, const std::string &message, const std::string &hint)
+Failure cannotServe(ErrorCode code, const std::string &message, const std::string &hint)
 {
     return Failure(ExitCode::localNetwork, {code, message, hint});
 }

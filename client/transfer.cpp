@@ -122,7 +122,7 @@ void Servers::check(bool hasFile) const
     const bool isThere =
         m_protocol == Protocol::http ? isOnHttpServer(address, m_name) : isOnTftpServer(address, m_name);
     if (isThere != hasFile)
-        throw Failure(ExitCode::failure, {hasFile ? "no_file" : "file_exists",
+        throw Failure(ExitCode::failure, {hasFile ? ErrorCode("no_file") : ErrorCode("file_exists"),
                                           hasFile ? "the server has no file " + place.url()
                                                   : "the server has a file " + place.url() + " already",
                                           hasFile ? "put it there, or let vxpctl serve it: --file instead of --server"

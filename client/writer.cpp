@@ -235,7 +235,7 @@ private:
 Record toRecord(const Error &error)
 {
     return {
-        {"code", error.code},
+        {"code", std::string_view(error.code)},
         {"message", validUtf8(error.message)},
         {"hint", validUtf8(error.hint)},
         {"device", error.device.empty() ? Record(nullptr) : Record(error.device)},

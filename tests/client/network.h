@@ -10,7 +10,9 @@
 
 #include "client/file_descriptor.h"
 #include "client/interfaces.h"
+#include "client/record.h"
 #include "frames.h"
+#include "tests/support/contract.h"
 #include "tests/support/support.h"
 
 #include <arpa/inet.h>
@@ -121,7 +123,20 @@ protected:
     {
         broadcast(FileDescriptor(deviceSocket(interface)), frame, 62976);
     }
-
+    void TearDown() override { EXPECT_EQ(contractProblems(m_printed), ""); }
+    void expectCode(const std::string &out, const std::string &errorCode)
+    {
+        const vxpctl::Record errors = vxpctl::Record::parse(out)["errors"];
+        EXPECT_EQ(errors.empty() ? "" : errors[0]["code"], errorCode);
+        m_printed.push_back(out);
+    }
+    void expectFailure(std::vector<std::string> arguments, int exitCode, const std::string &errorCode)
+    {
+        arguments.insert(arguments.end(), {"-o", "json"});
+        Vxpctl program(arguments);
+        EXPECT_EQ(program.status(), exitCode) << errorCode;
+        expectCode(program.out(), errorCode);
+    }
     static void shell(const std::string &commands)
     {
         ASSERT_EQ(system(("set -e; PATH=$PATH:/usr/sbin:/sbin; " + commands).c_str()), 0) << commands;
@@ -160,6 +175,7 @@ private:
     }
 
     TemporaryFolder m_cache;
+    std::vector<std::string> m_printed;                   // as JSON
     std::unique_ptr<FileDescriptor> m_devices, m_manager; // namespaces
     std::list<Responder> m_responders;
 };

@@ -3,9 +3,11 @@
 // vxpctl as it ships, against devices made of literal bytes.
 #include "network.h"
 
-#include "client/record.h"
-
 #include <atomic>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -22,15 +24,6 @@ std::vector<std::string> values(const std::string &json, const char *pName)
     for (const Record &device : envelope["devices"])
         result.push_back(device[pName].is_string() ? device[pName].get<std::string>() : device[pName].dump());
     return result;
-}
-
-void expectFailure(std::vector<std::string> arguments, int exitCode, const std::string &errorCode)
-{
-    arguments.insert(arguments.end(), {"-o", "json"});
-    Vxpctl program(arguments);
-    EXPECT_EQ(program.status(), exitCode) << errorCode;
-    const Record errors = Record::parse(program.out())["errors"];
-    EXPECT_EQ(errors.empty() ? "" : errors[0]["code"], errorCode);
 }
 
 TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
@@ -174,11 +167,86 @@ TEST_F(NetworkTest, SaysWhyThereIsNoResult)
     expectFailure({"discover", "-i", "mgr7"}, 8, "interface_not_found");
     expectFailure({"discover", "--tries", "0"}, 2, "usage");
     expectFailure({"watch"}, 2, "usage");
+    setenv("XDG_CACHE_HOME", "/proc", 1);
+    expectFailure({"forget", "--all"}, 1, "cache_unwritable");
+    expectFailure({"discover", "--timeout", "0.1", "--pcap", "/proc/no/talk.pcap"}, 1, "capture_unwritable");
 
-    const FileDescriptor selfish(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in replies = address(62992, INADDR_ANY);
-    ASSERT_EQ(bind(selfish.get(), reinterpret_cast<const sockaddr *>(&replies), sizeof replies), 0);
-    expectFailure({"discover"}, 8, "port_in_use");
+    {
+        const FileDescriptor selfish(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const sockaddr_in replies = address(62992, INADDR_ANY);
+        ASSERT_EQ(bind(selfish.get(), reinterpret_cast<const sockaddr *>(&replies), sizeof replies), 0);
+        expectFailure({"discover"}, 8, "port_in_use");
+    }
+    shell("nft 'add table ip mute; add chain ip mute out { type filter hook output priority 0; policy drop; }'");
+    expectFailure({"neighbors", "--timeout", "0.1"}, 8, "send_failed");
+    shell("ip link set mgr1 down");
+    expectFailure({"discover", "-i", "mgr1"}, 8, "interface_down");
+    shell("ip link set mgr0 down");
+    expectFailure({"discover"}, 8, "no_interface");
+}
+
+// What the kernel refuses does not happen on a healthy machine.
+TEST_F(NetworkTest, SaysWhatTheKernelRefuses)
+{
+    const struct {
+        const char *pCommand;
+        std::uint32_t call, error;
+        int exitCode;
+        const char *pCode;
+    } cases[] = {
+        {"discover", SYS_socket, EMFILE, 8, "interfaces_unreadable"},
+        {"watch", SYS_socket, EAFNOSUPPORT, 8, "socket"},
+        {"watch", SYS_bind, EACCES, 8, "permission"},
+        {"watch", SYS_recvmsg, EIO, 8, "receive"},
+        {"watch", SYS_signalfd4, EMFILE, 1, "failure"},
+    };
+    for (const auto &c : cases) {
+        Program program([&c] {
+            sock_filter steps[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                   BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, c.call, 0, 1),
+                                   BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | c.error),
+                                   BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+            sock_fprog filter{std::size(steps), steps};
+            check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "no_new_privs");
+            check(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), "seccomp");
+            return execute({VXPCTL, c.pCommand, "-o", "json", "--timeout", "20"});
+        });
+        EXPECT_TRUE(eventually([&] {
+            announce("ap0", announcement("Hall"));
+            return program.ended();
+        }));
+        EXPECT_EQ(program.status(), c.exitCode) << c.pCode;
+        expectCode(program.out(), c.pCode);
+    }
+}
+
+TEST_F(NetworkTest, TellsHowADeviceFails)
+{
+    const struct {
+        std::uint8_t flag;
+        Frame body;
+        int exitCode;
+        const char *pCode;
+    } cases[] = {
+        {0, {3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 6, "device_error"},
+        {0, {0, 0}, 6, "bad_reply"},
+        {2, {}, 5, "auth_failed"},
+        {3, {}, 6, "not_supported"},
+    };
+    std::atomic<std::size_t> now = 0;
+    respond("ap0", [&](const Frame &request) {
+        Frame reply = discoverReply(request, "Hall");
+        if (request[4] == 0xC0) {
+            std::copy(request.begin() + 4, request.begin() + 16, reply.begin() + 4);
+            reply[16] = cases[now].flag;
+            reply.resize(22);
+            reply.insert(reply.end(), cases[now].body.begin(), cases[now].body.end());
+        }
+        return std::vector<Frame>{reply};
+    });
+    setenv("VXPCTL_PASSWORD", "kestrel-9", 1);
+    for (; now < std::size(cases); now++)
+        expectFailure({"save", "Hall"}, cases[now].exitCode, cases[now].pCode);
 }
 
 TEST_F(NetworkTest, InterruptShowsWhatIsThere)

@@ -19,7 +19,7 @@ std::string chosen(const std::vector<Interface> &all, const std::vector<std::str
         return result;
     } catch (const Failure &failure) {
         EXPECT_EQ(failure.exitCode(), ExitCode::localNetwork);
-        return failure.error().code;
+        return std::string(failure.error().code);
     }
 }
 

@@ -141,6 +141,7 @@ TEST_F(OperationsTest, DoWhatTheySay)
 TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
 {
     secretFile("open", "lab\n", 0644);
+    s_lab->set("Hall", "config status", "saving");
     s_lab->set("Hall", "interface/wlan0 security", "wpa-personal");
     s_lab->set("Hall", "interface/wlan0 wpa-personal-key", std::string(64, 'k'));
     expect({
@@ -180,8 +181,15 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
         {"reboot Lobby --dry-run --yes", 0, result, "not sent"},
         {"watch --timeout 0.1", 3, error, "no_device"},
         {"decode wrong", 1, error, "capture_unreadable"},
+        {"upgrade Lobby --file nothing --yes", 2, error, "unreadable"},
+        {"backup Lobby --to /proc/backup", 1, error, "cannot_write"},
+        {"backup Hall --to backup", 6, error, "busy"},
     });
     EXPECT_EQ(stored("system reboot") + stored("system factory-reset"), "");
+
+    s_lab->set("Hall", "system system-name", "Lobby");
+    expect({{"show Lobby", 2, error, "ambiguous_target"}});
+    s_lab->set("Hall", "system system-name", "Hall");
 
     // The device hears all, and of its answers the short ones are lost.
     ASSERT_EQ(s_lab

@@ -15,6 +15,7 @@ Draft202012Validator.check_schema(schema)
 kinds = {'devices': 'envelope', 'device': 'deviceLine', 'error': 'errorLine', 'event': 'eventLine'}
 validators = {key: Draft202012Validator({**schema, 'oneOf': [{'$ref': '#/$defs/' + kind}]})
               for key, kind in kinds.items()}
+validators[''] = Draft202012Validator(schema)
 for output in sys.stdin.buffer.read().decode('ascii').split('\f'):
     try:
         try:
@@ -22,7 +23,7 @@ for output in sys.stdin.buffer.read().decode('ascii').split('\f'):
         except ValueError:
             values = [json.loads(line) for line in output.splitlines()]
         for value in values:
-            key = next((key for key in kinds if key in value), 'devices')
+            key = next((key for key in kinds if key in value), '')
             problem = exceptions.best_match(validators[key].iter_errors(value))
             if problem:
                 print(problem.json_path + ': ' + problem.message + '\n' + output)
