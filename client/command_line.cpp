@@ -33,7 +33,7 @@ Examples:
   vxpctl show Lobby                            everything that one device tells
   vxpctl network set Lobby --name Reception    rename it; what is not given stays
   vxpctl network set 02:00:00:00:00:52 --ip 192.168.0.52 --mask 255.255.255.0 --gateway 192.168.0.1
-  vxpctl save Lobby                            keep the changes over a reboot
+  vxpctl save Reception                        keep the changes over a reboot
   vxpctl reboot --all --yes                    without a question
   vxpctl decode trouble.pcap                   what a capture of tcpdump or Wireshark shows
 
