@@ -14,7 +14,7 @@ namespace
 std::vector<std::string> commandsOf(const std::string &strText)
 {
     static const std::regex command(
-        R"(^(?:    |  )(?:\$ )?((?:sudo tcpdump .*\| )?(?:vxp(?:ctl|lab|image)|lsqlctl) .*)$)");
+        R"(^(?:    |  )(?:\$ )?((?:sudo tcpdump .*\| |sudo )?(?:vxp(?:ctl|lab|image)|lsqlctl) .*)$)");
     std::vector<std::string> commands;
     std::istringstream lines(strText);
     for (std::string strLine; std::getline(lines, strLine);)
