@@ -42,7 +42,7 @@ std::string contractProblems(const std::vector<std::string> &outputs)
         all += (all.empty() ? "" : "\f") + output;
     const Result result = capture(
         [] {
-            return execute({"python3", "-c", validate, VXP_SOURCE_DIR "/client/vxpctl.schema.json"});
+            return execute({"/usr/bin/python3", "-c", validate, VXP_SOURCE_DIR "/client/vxpctl.schema.json"});
         },
         all);
     return result.strOut + result.strErr;
