@@ -70,9 +70,12 @@ TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
     };
     const std::string conflict = "address_conflict ; ", missing = "not_answered 02:11:22:33:44:59; ";
     EXPECT_EQ(discover(), conflict);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(discover({}), conflict);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2400)) << "all known have answered";
+    const auto timeOf = [&](const std::vector<std::string> &options) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(discover(options), conflict);
+        return std::chrono::steady_clock::now() - start;
+    };
+    EXPECT_LT(timeOf({}), timeOf({"--no-cache"})) << "all known have answered";
     yardIsUp = false;
     EXPECT_EQ(discover(), conflict + missing);
     EXPECT_EQ(discover({"--no-cache", "--timeout", "0.5"}), conflict);
