@@ -75,7 +75,7 @@ TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
         EXPECT_EQ(discover(options), conflict);
         return std::chrono::steady_clock::now() - start;
     };
-    EXPECT_LT(timeOf({}), timeOf({"--no-cache"})) << "all known have answered";
+    EXPECT_LT(timeOf({}) * 3 / 2, timeOf({"--no-cache"})) << "all known have answered";
     yardIsUp = false;
     EXPECT_EQ(discover(), conflict + missing);
     EXPECT_EQ(discover({"--no-cache", "--timeout", "0.5"}), conflict);
