@@ -23,9 +23,11 @@ constexpr double defaultWait = 600; // seconds
 constexpr double pollGap = 0.2;     // seconds
 constexpr double graceTime = 2;     // seconds that the last bytes may take after the device has said that it is done
 
-bool isDone(const TransferReply &reply)
+// Complete, or over in another way, which has a text. The device also says that nothing is running when a request that
+// asked for its state waited until the backup had come to its end: that clears "complete".
+bool isOver(const TransferReply &reply)
 {
-    return reply.ucResult == 0 || reply.ucResult == 3;
+    return reply.ucResult != 1 || reply.strMessage[0];
 }
 
 Failure notArrived(const Session &session, const std::string &content)
@@ -92,7 +94,7 @@ Record backElsewhere(Session &session, const Servers &servers, double seconds)
     job.requireIdle();
     job.begin(servers.elsewhere(), [] { return false; });
     std::optional<TransferReply> reply;
-    while (!reply || !isDone(*reply)) {
+    while (!reply || !isOver(*reply)) {
         if (Clock::now() >= end)
             throw session.failure(ExitCode::noAnswer, "no_answer", "has not come to an end in time",
                                   "give more time with --wait");
@@ -146,7 +148,7 @@ std::string fetchBackup(Session &session, const Device &device, const Servers &s
         content = offer->received();
         if (checkBackup(content) == Soundness::whole)
             break;
-        if (const auto reply = done ? std::nullopt : job.query(); reply && isDone(*reply))
+        if (const auto reply = done ? std::nullopt : job.query(); reply && isOver(*reply))
             done = Clock::now();
         session.pause(pollGap);
     }

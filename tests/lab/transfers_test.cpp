@@ -79,8 +79,7 @@ protected:
         EXPECT_EQ(answer["errors"][0]["code"], refusal.strCode);
         EXPECT_THAT(answer["errors"][0]["message"].get<std::string>(), HasSubstr(refusal.strMessage));
         EXPECT_NE(answer["errors"][0]["hint"], "");
-        if (refusal.iStatus == 6 || refusal.iStatus == 10)
-            forget("ap1");
+        forget("ap1");
     }
     void expectRefusals(std::initializer_list<Refusal> refusals) const
     {
@@ -192,9 +191,31 @@ TEST_F(TransfersTest, TellsWhyNot)
          "permission", "not permitted to listen on TCP port 80"},
         {"no right to port 69", "setpriv --bounding-set -net_bind_service vxpctl backup ap1 --to out", 8, "permission",
          "not permitted to listen on UDP port 69"},
+        {"no TFTP server program",
+         "unshare -m sh -c 'mount --bind /dev/null /usr/sbin/in.tftpd; exec \"$@\"' - vxpctl backup ap1 --to out", 8,
+         "no_server_program", "/usr/sbin/in.tftpd"},
         {"nobody consents", "vxpctl upgrade ap1 --file image", 9, "not_confirmed", "consent"},
     });
     EXPECT_EQ(sh("ls full").strOut, "fill\n");
+
+    ASSERT_EQ(sh("nft 'table inet t { chain in { type filter hook input priority 0; tcp dport 80 reject;"
+                 " udp dport 69 reject; }; }'")
+                  .iStatus,
+              0);
+    expectRefusals({
+        {"a firewall, upgrade", "vxpctl upgrade ap1 --file image --yes", 8, "not_fetched", "http://192.168.0.1/"},
+        {"a firewall, restore", "vxpctl restore ap1 --file strange --yes", 8, "not_fetched", "http://192.168.0.1/"},
+        {"a firewall, backup", "vxpctl backup ap1 --to out", 8, "not_received", "nothing has arrived"},
+    });
+    sh("nft delete table inet t");
+
+    Program unserved = lab.start(
+        {"run", "vxpctl", "upgrade", "ap1", "--yes", "--protocol", "tftp", "--file", lab.folder() + "/large"});
+    ASSERT_TRUE(eventually(
+        [&] { return sh("pgrep -x in.tftpd | sed 1d | grep -q . && pkill -KILL -x in.tftpd").iStatus == 0; }));
+    EXPECT_EQ(unserved.status(), 6);
+    EXPECT_THAT(unserved.err(), HasSubstr("File download failed"));
+    forget("ap1");
 
     Program dying = lab.start({"run", "sh", "-c", "cd " + lab.folder() + " && exec busybox nc -ll -p 80 -e ./dying"});
     ASSERT_TRUE(eventually([&] { return sh("grep ':0050 ' /proc/net/tcp /proc/net/tcp6").iStatus == 0; }));
