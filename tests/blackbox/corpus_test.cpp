@@ -6,7 +6,6 @@
 // other tests say.
 #include "tests/blackbox/effects.h"
 
-#include <cstdio>
 #include <set>
 #include <sstream>
 
@@ -20,30 +19,18 @@ struct Case {
 };
 
 struct Operation {
-    uint16_t uCode;
+    int iCode;
     Bytes body;                  // one that is accepted
     std::vector<size_t> offsets; // of first and last bytes of its fields, and of what stands beside them
 };
 
-Bytes start(const char *strHead, const char *strIP)
-{
-    return hex(strHead) + hex(strIP) + text("ap.bin", 128);
-}
-
-std::string operationText(int iCode)
-{
-    char strCode[16];
-    snprintf(strCode, sizeof strCode, "op 0x%04X", static_cast<unsigned>(iCode));
-    return strCode;
-}
-
-// "c3lzb3A=" is sysop. Transfers go by HTTP, whose check fails (below), for that leaves no state behind.
+// Transfers go by HTTP, whose check fails (below), for that leaves no state behind.
 std::vector<Operation> operations()
 {
     const Bytes basic = text("attic", 64) + hex("c0 a8 4d 63  50 00  aa 01  ff ff 00 00  c0 a8 4d 01") +
                         hex("08 08 08 08  09 09 09 c8  00  20 01 0d b8") + zeros(11) + hex("09  40  fe 80") +
                         zeros(13) + hex("09") + Bytes(32, '\x11') + zeros(1);
-    const Bytes account = text("c3lzb3A=", 64) + text("bmV3ZXI=", 64);
+    const Bytes account = USER + text("bmV3ZXI=", 64);
     const Bytes clock = text("20240229235959", 16) + hex("c8 00 01 01") + text("pool.example", 64) + zeros(16);
     const Bytes names = zeros(129) + hex("02 00 05") + text("user", 64) + text("pass", 64) + text("a.example", 64);
     Bytes networks = hex("01 00");
@@ -62,37 +49,19 @@ std::vector<Operation> operations()
         {0xD4, snmp, {0, 1, 32, 33, 64}},
     };
     for (int iCode : {0x100, 0x101, 0x102})
-        for (const Bytes &body : {start("01 02 01", "c0 00 02 07"), hex("02")})
-            result.push_back({static_cast<uint16_t>(iCode), body, {0, 1, 2, 3, 6, 7, 134}});
-    result.push_back({0x102, start("01 02 02", "20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 07"), {3, 18, 19}});
+        for (const Bytes &body : {HTTP4 + FILE_NAME, QUERY})
+            result.push_back({iCode, body, {0, 1, 2, 3, 6, 7, 134}});
+    result.push_back({0x102, HTTP6 + FILE_NAME, {3, 18, 19}});
     for (int iCode : {0xA1, 0xA3, 0xA5, 0xA6, 0xAA, 0xAB, 0xAC, 0xC0, 0xC9, 0xD0, 0xD8, 0x103})
-        result.push_back({static_cast<uint16_t>(iCode), {}, {0}});
+        result.push_back({iCode, {}, {0}});
     return result;
 }
 
 // Numbers beyond 16, 32 and 64 bits, signs, other bases, and characters beyond 7 bits: texts that machines read
 // differently.
-const char *const VALUES[] = {"",
-                              "0",
-                              "-1",
-                              "127",
-                              "128",
-                              "255",
-                              "256",
-                              "32768",
-                              "65536",
-                              "2147483647",
-                              "2147483648",
-                              "-2147483649",
-                              "0x10",
-                              "4294967295",
-                              "4294967296",
-                              "9223372036854775808",
-                              "18446744073709551616",
-                              " +7",
-                              "010",
-                              "\xe9\x80\xff"};
-const std::pair<uint16_t, const char *> READS[] = {
+constexpr char VALUES[] = "|0|-1|127|128|255|256|32768|65536|2147483647|2147483648|-2147483649|0x10|4294967295|"
+                          "4294967296|9223372036854775808|18446744073709551616| +7|010|\xe9\x80\xff";
+const std::pair<int, const char *> READS[] = {
     {0xA1, "management static-ipv6-prefix-length"},
     {0xA1, "ip-route gateway"},
     {0xA1, "host static-dns-1"},
@@ -105,25 +74,25 @@ const std::pair<uint16_t, const char *> READS[] = {
 void addForms(std::vector<Case> &cases, const Operation &operation)
 {
     const std::string strCode =
-        operationText(operation.uCode) + " body " + std::to_string(operation.body.size()) + ": ";
-    const Bytes head = takesCredentials(operation.uCode) ? CREDENTIALS : Bytes{}, whole = head + operation.body;
+        formatted("op 0x%04X", operation.iCode) + " body " + std::to_string(operation.body.size()) + ": ";
+    const Bytes head = takesCredentials(operation.iCode) ? CREDENTIALS : Bytes{}, whole = head + operation.body;
     const auto add = [&](const std::string &strForm, const Bytes &datagram) {
         cases.push_back({strCode + strForm, "", datagram});
     };
     for (int iTag : {0x0000, 0x00FF, 0xFF00, 0x1234})
-        add("tag " + std::to_string(iTag), request(operation.uCode, static_cast<uint16_t>(iTag), whole));
-    add("to all", request(operation.uCode, 1, whole, ALL, TO_ALL));
-    add("flag in network order", request(operation.uCode, 1, whole, OWN, hex("00 77")));
-    add("another MAC", request(operation.uCode, 1, whole, hex("01 73 74 65 4b 02  c0 a8 4d 0a")));
-    add("another address", request(operation.uCode, 1, whole, hex("02 4b 65 73 74 01  0a 4d a8 c0")));
-    add("code in network order", request(static_cast<uint16_t>(operation.uCode << 8 | operation.uCode >> 8), 1, whole));
+        add("tag " + std::to_string(iTag), request(operation.iCode, iTag, whole));
+    add("to all", request(operation.iCode, 1, whole, ALL, TO_ALL));
+    add("flag in network order", request(operation.iCode, 1, whole, OWN, hex("00 77")));
+    add("another MAC", request(operation.iCode, 1, whole, hex("01 73 74 65 4b 02  c0 a8 4d 0a")));
+    add("another address", request(operation.iCode, 1, whole, hex("02 4b 65 73 74 01  0a 4d a8 c0")));
+    add("code in network order", request((operation.iCode & 0xFF) << 8 | operation.iCode >> 8, 1, whole));
     if (!head.empty())
-        add("wrong password", request(operation.uCode, 1, text("c3lzb3A=", 64) + text("d3Jvbmc=", 64)));
+        add("wrong password", request(operation.iCode, 1, WRONG_CREDENTIALS));
     for (size_t uSize : std::set{size_t{1}, whole.size() / 2, whole.size() - 1, whole.size() + 1})
         if (!whole.empty())
-            add("body of " + std::to_string(uSize), request(operation.uCode, 1, text(whole, uSize)));
-    add("all ff", request(operation.uCode, 1, head + Bytes(600, '\xff')));
-    add("text without end", request(operation.uCode, 1, head + operation.body.substr(0, 3) + Bytes(1200, 'a')));
+            add("body of " + std::to_string(uSize), request(operation.iCode, 1, text(whole, uSize)));
+    add("all ff", request(operation.iCode, 1, head + Bytes(600, '\xff')));
+    add("text without end", request(operation.iCode, 1, head + operation.body.substr(0, 3) + Bytes(1200, 'a')));
     for (size_t uOffset : operation.offsets)
         for (int iByte : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
             Bytes body = operation.body;
@@ -131,7 +100,7 @@ void addForms(std::vector<Case> &cases, const Operation &operation)
                 continue;
             body[uOffset] = static_cast<char>(iByte);
             add("byte " + std::to_string(uOffset) + " is " + std::to_string(iByte),
-                request(operation.uCode, 1, head + body));
+                request(operation.iCode, 1, head + body));
         }
 }
 
@@ -141,49 +110,25 @@ std::vector<Case> corpus()
     for (const Operation &operation : operations())
         addForms(cases, operation);
     for (int iCode = 0x9F; iCode <= 0x104; iCode++) // those in the table answer without credentials: refused
-        cases.push_back({operationText(iCode) + " alone", "", request(static_cast<uint16_t>(iCode), 1)});
+        cases.push_back({formatted("op 0x%04X", iCode) + " alone", "", request(iCode, 1)});
     const Bytes neighbour = request(0xD0, 1);
     for (size_t uSize = 0; uSize < neighbour.size(); uSize++)
         cases.push_back({"header cut to " + std::to_string(uSize), "", neighbour.substr(0, uSize)});
     // Around the receive buffer; the most that UDP carries.
     for (size_t uSize : {size_t{4095}, size_t{4096}, size_t{4097}, size_t{65507}})
         cases.push_back({"datagram of " + std::to_string(uSize), "", text(neighbour, uSize)});
-    for (const auto &[uCode, strField] : READS)
-        for (const char *strValue : VALUES)
-            cases.push_back({operationText(uCode) + " reads " + strField + " '" + strValue + "'",
-                             std::string(strField) + ": " + strValue, asOperation(uCode, 1, hex("02"))});
+    for (const auto &[iCode, strField] : READS)
+        for (const std::string &strValue : split(VALUES, "|"))
+            cases.push_back({formatted("op 0x%04X", iCode) + " reads " + strField + " '" + strValue + "'",
+                             std::string(strField) + ": " + strValue, asOperation(iCode, 1, hex("02"))});
     return cases;
-}
-
-// Text in quotes, other bytes as two digits, "*N" behind what is there N times.
-std::string compact(const Bytes &bytes)
-{
-    std::string strResult;
-    bool bQuoted = false;
-    for (size_t i = 0, uCount; i < bytes.size(); i += uCount) {
-        for (uCount = 1; i + uCount < bytes.size() && bytes[i + uCount] == bytes[i];)
-            uCount++;
-        const auto ch = static_cast<unsigned char>(bytes[i]);
-        const bool bText = ch > ' ' && ch < 0x7F && ch != '"' && ch != '\\' && uCount < 4;
-        if (bText != bQuoted)
-            strResult += '"';
-        bQuoted = bText;
-        char strByte[3];
-        snprintf(strByte, sizeof strByte, "%02x", ch);
-        strResult += bText ? Bytes(uCount, bytes[i]) : strByte + (uCount > 1 ? "*" + std::to_string(uCount) + "," : "");
-    }
-    return bQuoted ? strResult + '"' : strResult;
 }
 
 std::string printable(const std::string &strText)
 {
     std::string strResult;
-    for (char ch : strText) {
-        char strEscaped[5];
-        snprintf(strEscaped, sizeof strEscaped, ch < ' ' || ch > '~' ? "\\x%02x" : "%c",
-                 static_cast<unsigned char>(ch));
-        strResult += strEscaped;
-    }
+    for (char ch : strText)
+        strResult += formatted(ch < ' ' || ch > '~' ? "\\x%02x" : "%c", static_cast<unsigned char>(ch));
     return strResult;
 }
 
@@ -197,10 +142,10 @@ protected:
     {
         prepare(is.strStore, "date: echo 20240229235959 | config-file: exit 1");
         send(is.datagram);
-        const uint16_t uTag = m_uProbe++;
-        send(request(0xD0, uTag));
+        const int iTag = m_iProbe++;
+        send(request(0xD0, iTag));
         Bytes frames, frame;
-        while (word(frame = reply(), 2) != uTag && !frame.empty())
+        while (word(frame = reply(), 2) != iTag && !frame.empty())
             frames += frame;
         EXPECT_FALSE(frame.empty()) << "nobody answers after " << is.strName;
         return printable(is.strName) + "\t" + compact(is.datagram) + "\t" + compact(frames) + "\t" +

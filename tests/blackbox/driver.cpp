@@ -2,38 +2,15 @@
 #include "tests/blackbox/driver.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
-
-namespace
-{
-
-std::string hexRow(const Bytes &bytes, size_t uOffset)
-{
-    std::string strRow;
-    for (char ch : bytes.substr(std::min(uOffset, bytes.size()), 16)) {
-        char strByte[4];
-        snprintf(strByte, sizeof strByte, "%02x ", static_cast<unsigned char>(ch));
-        strRow += strByte;
-    }
-    return strRow;
-}
-
-} // namespace
 
 Bytes hex(std::string_view strDigits)
 {
+    std::string strPlain(strDigits);
+    std::erase(strPlain, ' ');
     Bytes result;
-    std::string strByte;
-    for (char ch : strDigits) {
-        if (isspace(static_cast<unsigned char>(ch)))
-            continue;
-        strByte += ch;
-        if (strByte.size() == 2) {
-            result += static_cast<char>(std::stoi(strByte, nullptr, 16));
-            strByte.clear();
-        }
-    }
+    for (size_t u = 0; u < strPlain.size(); u += 2)
+        result += static_cast<char>(std::stoi(strPlain.substr(u, 2), nullptr, 16));
     return result;
 }
 
@@ -49,6 +26,41 @@ Bytes zeros(size_t uCount)
     return Bytes(uCount, '\0');
 }
 
+std::string formatted(const char *strFormat, int iValue)
+{
+    char strText[32];
+    snprintf(strText, sizeof strText, strFormat, iValue);
+    return strText;
+}
+
+std::string compact(const Bytes &bytes)
+{
+    std::string strResult;
+    bool bQuoted = false;
+    for (size_t i = 0, uCount; i < bytes.size(); i += uCount) {
+        uCount = std::min(bytes.find_first_not_of(bytes[i], i), bytes.size()) - i;
+        const auto ch = static_cast<unsigned char>(bytes[i]);
+        const bool bText = ch > ' ' && ch < 0x7F && ch != '"' && ch != '\\' && uCount < 4;
+        if (bText != bQuoted)
+            strResult += '"';
+        bQuoted = bText;
+        strResult += bText ? Bytes(uCount, bytes[i]) : formatted(uCount > 1 ? "%02x*" : "%02x", ch);
+        if (!bText && uCount > 1)
+            strResult += std::to_string(uCount) + ",";
+    }
+    return bQuoted ? strResult + '"' : strResult;
+}
+
+std::vector<std::string> split(std::string_view strText, std::string_view strBetween)
+{
+    std::vector<std::string> parts;
+    for (size_t uEnd; (uEnd = strText.find(strBetween)) != strText.npos;
+         strText.remove_prefix(uEnd + strBetween.size()))
+        parts.emplace_back(strText.substr(0, uEnd));
+    parts.emplace_back(strText);
+    return parts;
+}
+
 testing::AssertionResult same(const Bytes &expected, const Bytes &actual)
 {
     if (expected == actual)
@@ -56,23 +68,24 @@ testing::AssertionResult same(const Bytes &expected, const Bytes &actual)
     const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end());
     const auto uOffset = static_cast<size_t>(e - expected.begin());
     return testing::AssertionFailure() << "expected " << expected.size() << " bytes, got " << actual.size()
-                                       << "; from offset " << uOffset << "\n  expected " << hexRow(expected, uOffset)
-                                       << "\n  got      " << hexRow(actual, uOffset);
+                                       << "; from offset " << uOffset << "\n  expected "
+                                       << compact(expected.substr(uOffset, 64)) << "\n  got      "
+                                       << compact(actual.substr(uOffset, 64));
 }
 
-Bytes request(uint16_t uOperation, uint16_t uTag, const Bytes &body, const Bytes &to, const Bytes &flag)
+Bytes request(int iOperation, int iTag, const Bytes &body, const Bytes &to, const Bytes &flag)
 {
-    return hex("fd fd") + le16(uTag) + le16(uOperation) + to + flag + hex("01 00  00 00") + body;
+    return hex("fd fd") + le16(iTag) + le16(iOperation) + to + flag + hex("01 00  00 00") + body;
 }
 
-Bytes le16(uint16_t uValue)
+Bytes le16(int iValue)
 {
-    return {static_cast<char>(uValue & 0xFF), static_cast<char>(uValue >> 8)};
+    return {static_cast<char>(iValue & 0xFF), static_cast<char>(iValue >> 8)};
 }
 
-bool takesCredentials(uint16_t uOperation)
+bool takesCredentials(int iOperation)
 {
-    return uOperation < 0x100 && uOperation != 0xA1 && uOperation != 0xD0 && uOperation != 0xD4;
+    return iOperation < 0x100 && iOperation != 0xA1 && iOperation != 0xD0 && iOperation != 0xD4;
 }
 
 uint16_t word(const Bytes &frame, size_t uOffset)
@@ -127,13 +140,12 @@ std::vector<Bytes> Blackbox::askAll(const std::vector<Bytes> &datagrams)
         if (uPending < 64 * 1024 && i + 1 < datagrams.size())
             continue;
         uPending = 0;
-        const uint16_t uTag = m_uProbe++;
-        send(request(0xD0, uTag));
+        const int iTag = m_iProbe++;
+        send(request(0xD0, iTag));
         Bytes frame;
-        while (word(frame = reply(), 2) != uTag) {
+        while (word(frame = reply(), 2) != iTag) {
             if (frame.empty())
-                throw std::runtime_error("no answer after datagram " + std::to_string(i) + ", " +
-                                         hexRow(datagrams[i], 0));
+                throw std::runtime_error("no answer after " + std::to_string(i) + ", " + compact(datagrams[i]));
             result.push_back(frame);
         }
     }

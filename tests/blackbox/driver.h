@@ -24,6 +24,11 @@ Bytes hex(std::string_view strDigits);
 Bytes text(std::string_view strText, size_t uWidth); // padded with NUL, cut at uWidth
 Bytes zeros(size_t uCount);
 
+std::string formatted(const char *strFormat, int iValue); // by printf's rules
+std::string
+compact(const Bytes &bytes); // text in quotes, other bytes as two digits, "*N," behind what is there N times
+std::vector<std::string> split(std::string_view strText, std::string_view strBetween); // "" is one empty part
+
 // Equal bytes; a failure names the first offset that differs, with what follows there on both sides.
 testing::AssertionResult same(const Bytes &expected, const Bytes &actual);
 
@@ -35,14 +40,14 @@ const Bytes ALL = hex("ff ff ff ff ff ff  00 00 00 00");
 const Bytes TO_ONE = hex("77 77"), TO_ALL = hex("00 00");
 
 // A request: 22 bytes and the body. uVersion and uBodyLen, which nobody looks at, are 1 and 0.
-Bytes request(uint16_t uOperation, uint16_t uTag, const Bytes &body = {}, const Bytes &to = OWN,
-              const Bytes &flag = TO_ONE);
+Bytes request(int iOperation, int iTag, const Bytes &body = {}, const Bytes &to = OWN, const Bytes &flag = TO_ONE);
 uint16_t word(const Bytes &frame, size_t uOffset); // little-endian
-Bytes le16(uint16_t uValue);
-bool takesCredentials(uint16_t uOperation);
+Bytes le16(int iValue);
+bool takesCredentials(int iOperation);
 
-// The credentials that the standard settings accept: "sysop", "kestrel-9".
-const Bytes CREDENTIALS = text("c3lzb3A=", 64) + text("a2VzdHJlbC05", 64);
+// What the standard settings accept, "sysop" and "kestrel-9", and with another password.
+const Bytes USER = text("c3lzb3A=", 64), PASSWORD = text("a2VzdHJlbC05", 64), CREDENTIALS = USER + PASSWORD,
+            WRONG_CREDENTIALS = USER + text("d3Jvbmc=", 64);
 
 // "OBJECT FIELD" and its value, none for a field that is not there.
 using Settings = std::map<std::string, std::optional<std::string>>;
@@ -120,7 +125,7 @@ protected:
     // socket buffers from overflowing.
     std::vector<Bytes> askAll(const std::vector<Bytes> &datagrams);
 
-    uint16_t m_uProbe = 0xE000; // tag of the next such query; tests use lower ones
+    int m_iProbe = 0xE000; // tag of the next such query; tests use lower ones
 
 private:
     struct Segment {
@@ -132,7 +137,6 @@ private:
 };
 
 Result command(const std::string &strCommand); // in a shell out here
-std::string shell(std::string_view strText);   // quoted
 bool isEmulated();
 bool isDaemonBigEndian();
 

@@ -18,11 +18,12 @@ constexpr char PROBE_LINES[] = " | pMsg->uOP_Code = 153 not support | reply 22";
 Settings parse(const std::string &strList)
 {
     Settings settings;
-    for (size_t uAt = 0, uEnd; uAt < strList.size(); uAt = uEnd + 3) {
-        uEnd = std::min(strList.find(" | ", uAt), strList.size());
-        const size_t uColon = strList.find(": ", uAt);
-        const std::string strValue = strList.substr(uColon + 2, uEnd - uColon - 2);
-        settings[strList.substr(uAt, uColon - uAt)] =
+    for (const std::string &strSetting : split(strList, " | ")) {
+        const size_t uColon = strSetting.find(": ");
+        if (uColon == strSetting.npos)
+            continue;
+        const std::string strValue = strSetting.substr(uColon + 2);
+        settings[strSetting.substr(0, uColon)] =
             strValue == "(none)" ? std::nullopt : std::optional<std::string>(strValue);
     }
     return settings;
@@ -30,10 +31,10 @@ Settings parse(const std::string &strList)
 
 } // namespace
 
-Bytes replyFrame(uint16_t uOperation, const Bytes &body)
+Bytes replyFrame(int iOperation, const Bytes &body)
 {
-    return hex("ee fe  34 12") + le16(uOperation) + hex("02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00") +
-           le16(static_cast<uint16_t>(body.size())) + body;
+    return hex("ee fe  34 12") + le16(iOperation) + hex("02 4b 65 73 74 01  c0 a8 4d 0a  00 00  02 00") +
+           le16(static_cast<int>(body.size())) + body;
 }
 
 Bytes status(std::string_view strStatus)
@@ -41,9 +42,9 @@ Bytes status(std::string_view strStatus)
     return text(hex(strStatus), 16);
 }
 
-Bytes asOperation(uint16_t uOperation, uint16_t uTag, const Bytes &body)
+Bytes asOperation(int iOperation, int iTag, const Bytes &body)
 {
-    return request(uOperation, uTag, (takesCredentials(uOperation) ? CREDENTIALS : Bytes{}) + body);
+    return request(iOperation, iTag, (takesCredentials(iOperation) ? CREDENTIALS : Bytes{}) + body);
 }
 
 Effects::Effects(const std::string &strOptions, const std::string &strErrors)
@@ -84,19 +85,19 @@ std::string Effects::noted(const std::string &strFile) const
     return strResult;
 }
 
-void Effects::check(uint16_t uOperation, const Effect &effect)
+void Effects::check(int iOperation, const Effect &effect)
 {
     SCOPED_TRACE(effect.strCase);
     prepare(effect.strStore, effect.strTools);
-    EXPECT_TRUE(same(replyFrame(uOperation, effect.reply), ask(asOperation(uOperation, 0x1234, effect.body))));
+    EXPECT_TRUE(same(replyFrame(iOperation, effect.reply), ask(asOperation(iOperation, 0x1234, effect.body))));
     EXPECT_TRUE(same(REFUSAL, ask(PROBE)));
     EXPECT_EQ(noted("effects"), effect.strSequence + PROBE_LINES);
     eventually([&] { return noted("worker") == effect.strWorker; });
     EXPECT_EQ(noted("worker"), effect.strWorker);
 }
 
-void Effects::checkAll(uint16_t uOperation, std::span<const Effect> effects)
+void Effects::checkAll(int iOperation, std::span<const Effect> effects)
 {
     for (const Effect &effect : effects)
-        check(uOperation, effect);
+        check(iOperation, effect);
 }

@@ -25,6 +25,11 @@ struct Effect {
 const std::string KILLED = "[ $(cat /proc/$PPID/comm) != sh ] || kill -9 $PPID; kill -9 $$";
 const std::string TEN_MB = "yes|head -c 10000000";
 
+// Of the transfer operations: starts and the query.
+const Bytes TFTP4 = hex("01 01 01  c0 00 02 07"), HTTP4 = hex("01 02 01  c0 00 02 07"),
+            SERVER6 = hex("20 01 0d b8") + zeros(11) + hex("07"), TFTP6 = hex("01 01 02") + SERVER6,
+            HTTP6 = hex("01 02 02") + SERVER6, FILE_NAME = text("ap.bin", 128), QUERY = hex("02");
+
 class Effects : public Blackbox
 {
 protected:
@@ -34,16 +39,16 @@ protected:
     void prepare(const std::string &strStore = "", const std::string &strTools = "");
     std::string noted(const std::string &strFile) const; // "effects", "worker", "tools": a list of lines
     // Ask, and compare what is done until the next request is taken.
-    void check(uint16_t uOperation, const Effect &effect);
-    void checkAll(uint16_t uOperation, std::span<const Effect> effects);
+    void check(int iOperation, const Effect &effect);
+    void checkAll(int iOperation, std::span<const Effect> effects);
 
     std::string m_strAlways; // stored in every case
     AccessPoint &m_device;
 };
 
 // The reply to tag 0x1234.
-Bytes replyFrame(uint16_t uOperation, const Bytes &body);
-Bytes status(std::string_view strStatus = "00");                               // a status block
-Bytes asOperation(uint16_t uOperation, uint16_t uTag, const Bytes &body = {}); // a request, with credentials if need be
+Bytes replyFrame(int iOperation, const Bytes &body);
+Bytes status(std::string_view strStatus = "00");                     // a status block
+Bytes asOperation(int iOperation, int iTag, const Bytes &body = {}); // a request, with credentials if need be
 
 #endif

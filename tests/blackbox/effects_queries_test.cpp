@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The answers of the operations that only ask, byte for byte, and the announcement.
+// The answers of the operations that only ask, byte for byte, the announcement, and which credentials are good.
 #include "tests/blackbox/effects.h"
 
 namespace
@@ -76,11 +76,10 @@ TEST_F(EffectsQueries, AskedInOtherWays)
     EXPECT_TRUE(same(replyFrame(0xD0, NEIGHBOUR), ask(request(0xD0, 0x1234, {}, ALL, TO_ALL))));
     EXPECT_TRUE(same(replied + hex("a5 00") + all + hex("24 00") + FUNCTIONS,
                      ask(request(0xA5, 0x1234, CREDENTIALS, ALL, TO_ALL))));
-    const Bytes guest = text("Z3Vlc3Q=", 64) + text("a2VzdHJlbC05", 64),
-                wrong = text("c3lzb3A=", 64) + text("d3Jvbmc=", 64);
+    const Bytes guest = text("Z3Vlc3Q=", 64) + PASSWORD;
     EXPECT_TRUE(same(replyFrame(0xA3, hex("02 00 00 00")), ask(request(0xA3, 0x1234, guest))));
     const Bytes refusal = hex("02 4b 65 73 74 01  c0 a8 4d 0a  02 00  02 00  00 00");
-    EXPECT_TRUE(same(replied + hex("a3 00") + refusal, ask(request(0xA3, 0x1234, wrong))));
+    EXPECT_TRUE(same(replied + hex("a3 00") + refusal, ask(request(0xA3, 0x1234, WRONG_CREDENTIALS))));
     // A link-local address shows that DHCP gave none; whether DHCP is on does not matter.
     prepare("management ip: 169.254.3.4");
     const Bytes own = hex("02 4b 65 73 74 01  a9 fe 03 04");
@@ -88,6 +87,44 @@ TEST_F(EffectsQueries, AskedInOtherWays)
                      ask(request(0xC9, 0x1234, CREDENTIALS, own))));
     prepare("management ip: (none) | management mac: (none)"); // the store decides, whatever the interface has
     EXPECT_EQ(ask(request(0xD0, 0x1234, {}, zeros(10))).substr(0, 16), replied + hex("d0 00") + zeros(10));
+}
+
+struct Login {
+    const char *strCase;
+    Bytes body;
+    bool bAccepted;
+    const char *strStored = ""; // changes to the settings that accept CREDENTIALS
+};
+
+const Login LOGINS[] = {
+    {"a user name that fills its field", Bytes(64, 'A') + PASSWORD, true},
+    {"an unreadable user name", text("@@@ not base64 @@@", 64) + PASSWORD, true},
+    {"other case", USER + text("S2VzdHJlbC05", 64), false},
+    {"the password as plain text", text("sysop", 64) + text("kestrel-9", 64), false},
+    {"an unreadable password", USER + text("a2Vz*HJlbC05", 64), false},
+    {"a password field without NUL", USER + Bytes(64, 'a') + PASSWORD, false},
+    {"a hash of 63 characters", CREDENTIALS, true, // the most that may be stored
+     "system encrypted-password: $5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99"},
+    {"a password as long as its field", // 48 characters, "0123456789" and so on
+     USER + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3", true,
+     "system encrypted-password: $1$Kestra77$4okQFnAqnYqIPV3Ae0D.P1"},
+    {"a hash of 64 characters", CREDENTIALS, false,
+     "system encrypted-password: $5$rounds=1000$abcde$92mMukGutrTY5WUuJ5/fpPm24YN4VexSX2VylkuL9O9"},
+    {"a hash that would match when cut to 63 characters", CREDENTIALS, false,
+     "system encrypted-password: $5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99x"},
+    {"an unusable hash", CREDENTIALS, false, "system encrypted-password: *"},
+    {"no hash, no password", text("c3lzb3A=", 128), false, "system encrypted-password: (none)"},
+    {"other case of the administrator", CREDENTIALS, false, "system username: Sysop"},
+    {"an administrator that begins alike", CREDENTIALS, false, "system username: sysop2"},
+};
+
+TEST_F(EffectsQueries, Credentials)
+{
+    for (const Login &login : LOGINS) {
+        SCOPED_TRACE(login.strCase);
+        prepare(login.strStored);
+        EXPECT_EQ(word(ask(request(0xA5, 9, login.body)), 16), login.bAccepted ? 0 : 2);
+    }
 }
 
 TEST_F(Blackbox, Announcement)

@@ -3,9 +3,8 @@
 // What tools are given, what they inherit, and what stays of them.
 #include "tests/blackbox/effects.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <sstream>
+#include <regex>
 #include <thread>
 
 namespace
@@ -18,13 +17,11 @@ constexpr char TRAP[] = "/tmp/trap"; // what a name would make if it could run s
 // Each way to begin a name before each operator, and names that the shell could take for something else.
 std::vector<std::string> hostileNames()
 {
-    std::istringstream odd(
-        "plain-1.2_3.bin@with  two blanks@${IFS}@$HOME@$((1))@</tmp/tools@'@\"@'\"'@\\@a\\@*@?@[a-z]*@~@~root@"
-        "#@x #@a#b@{a,b}@!!@%s%n@-r@a=b touch@\xff\x80@`@(@<@a>b@&&@||@a\\\n;touch /tmp/trap@"
-        "';touch /tmp/trap;'@\";touch /tmp/trap;\"@\t;touch\t/tmp/trap@a\ntouch /tmp/trap\n");
-    std::vector<std::string> names;
-    for (std::string strName; std::getline(odd, strName, '@');)
-        names.push_back(strName);
+    std::vector<std::string> names =
+        split("plain-1.2_3.bin@with  two blanks@${IFS}@$HOME@$((1))@</tmp/tools@'@\"@'\"'@\\@a\\@*@?@[a-z]*@~@~root@"
+              "#@x #@a#b@{a,b}@!!@%s%n@-r@a=b touch@\xff\x80@`@(@<@a>b@&&@||@a\\\n;touch /tmp/trap@"
+              "';touch /tmp/trap;'@\";touch /tmp/trap;\"@\t;touch\t/tmp/trap@a\ntouch /tmp/trap\n",
+              "@");
     for (const char *strBefore : {"", "a", "a ", "'", "\"", "\\", "\\\\", "a\n", "\n", "'\n", "$'", "x='"})
         for (const std::string strOperator :
              {";", "&", "|", "&&", "||", "\n", "`", "$(", "<(", ">(", "(", "{ ", "2>&1;", "#\n", ">"})
@@ -35,20 +32,13 @@ std::vector<std::string> hostileNames()
 // The words that the shell makes of a name, with single blanks in between: line breaks are dropped.
 std::string words(const std::string &strName)
 {
-    std::string strPlain = strName;
-    std::erase(strPlain, '\n');
-    std::replace(strPlain.begin(), strPlain.end(), '\t', ' ');
-    const auto isSecondBlank = [](char chLeft, char chRight) { return chLeft == ' ' && chRight == ' '; };
-    strPlain.erase(std::unique(strPlain.begin(), strPlain.end(), isSecondBlank), strPlain.end());
-    if (strPlain.ends_with(' '))
-        strPlain.pop_back();
-    return strPlain;
+    const std::string strLine = std::regex_replace(strName, std::regex("\n"), "");
+    return std::regex_replace(std::regex_replace(strLine, std::regex("[ \t]+"), " "), std::regex(" $"), "");
 }
 
 // One of the starts that take a name for each name, in turn; every start sees every operator.
 TEST_F(EffectsTools, NamesRunNothing)
 {
-    const Bytes tftp = hex("01 01 01  c0 00 02 07"), http = hex("01 02 01  c0 00 02 07");
     size_t uStart = 0;
     const std::vector<std::string> names = hostileNames();
     ASSERT_GE(names.size(), 200u);
@@ -59,26 +49,26 @@ TEST_F(EffectsTools, NamesRunNothing)
                           strURL = "http://192.0.2.7/" + strWords,
                           strTFTP = " 192.0.2.7 -l " + strAfterBlank + " -r " + strAfterBlank;
         const struct {
-            uint16_t uOperation;
+            int iOperation;
             Bytes server;
             std::string strTools;
         } STARTS[] = {
-            {0x100, tftp, "firmware-upgrade tftp://192.0.2.7/" + strWords},
-            {0x100, http,
+            {0x100, TFTP4, "firmware-upgrade tftp://192.0.2.7/" + strWords},
+            {0x100, HTTP4,
              "wget " + strURL + " | flash-validate " + strAfterBlank +
                  " | killall -2 mDNSResponderPosix | flash-upgrade " + strAfterBlank},
-            {0x101, tftp, "config-dump " + strAfterBlank + " | tftp -p" + strTFTP},
-            {0x102, tftp, "tftp -g" + strTFTP + " | config-file validate " + strAfterBlank},
-            {0x102, http, "wget " + strURL + " | config-file validate " + strAfterBlank},
+            {0x101, TFTP4, "config-dump " + strAfterBlank + " | tftp -p" + strTFTP},
+            {0x102, TFTP4, "tftp -g" + strTFTP + " | config-file validate " + strAfterBlank},
+            {0x102, HTTP4, "wget " + strURL + " | config-file validate " + strAfterBlank},
         };
         const auto &is = STARTS[uStart++ % std::size(STARTS)];
         prepare("", "config-file: exit 1");
-        EXPECT_EQ(ask(request(is.uOperation, 1, is.server + text(strName, 128))).size(), 152u);
+        EXPECT_EQ(ask(request(is.iOperation, 1, is.server + text(strName, 128))).size(), 152u);
         eventually([&] { return noted("tools") == is.strTools; });
         EXPECT_EQ(noted("tools"), is.strTools);
         // What a restore stores last, which would otherwise come into the next name's store.
-        const char *const strLast = is.server == tftp ? "=complete" : "=failed";
-        EXPECT_TRUE(is.uOperation != 0x102 || eventually([&] { return noted("worker").ends_with(strLast); }));
+        const char *const strLast = is.server == TFTP4 ? "=complete" : "=failed";
+        EXPECT_TRUE(is.iOperation != 0x102 || eventually([&] { return noted("worker").ends_with(strLast); }));
         ASSERT_FALSE(std::filesystem::exists(m_device.folder() + TRAP));
     }
 }
@@ -87,18 +77,17 @@ TEST_F(EffectsTools, ValuesRunNothing)
 {
     // The password is one word, also when it reads like a command; the back-slashes stay, as they always have.
     prepare();
-    ask(asOperation(0xA4, 1, text("c3lzb3A=", 64) + text("JCh0b3VjaCB4KWA7fA==", 64))); // $(touch x)`;|
+    ask(asOperation(0xA4, 1, USER + text("JCh0b3VjaCB4KWA7fA==", 64))); // $(touch x)`;|
     EXPECT_EQ(noted("tools"), "submit SET_PASSWD sysop \\$(touch x)\\`;|");
     // What is stored comes into no command line.
     const std::string strRun = ": ';touch /tmp/trap;`touch /tmp/trap`$(touch /tmp/trap)";
     m_strAlways = "firmware-upgrade progress" + strRun + " | config status" + strRun + " | management static-ip" +
                   strRun + " | system model" + strRun + " | interface/wlan0 security" + strRun;
     for (int iOperation : {0xA1, 0xA6, 0xAA, 0xC0, 0xC9, 0xD1, 0xD2, 0xD4, 0xD8, 0x100, 0x101, 0x102, 0x103}) {
-        const auto uOperation = static_cast<uint16_t>(iOperation);
         prepare();
-        EXPECT_FALSE(ask(asOperation(uOperation, 1, uOperation < 0x100 ? Bytes(500, '`') : hex("01 01 01"))).empty());
+        EXPECT_FALSE(ask(asOperation(iOperation, 1, iOperation < 0x100 ? Bytes(500, '`') : hex("01 01 01"))).empty());
         EXPECT_EQ(ask(request(0x99, 1)).size(), 22u);
-        EXPECT_EQ(noted("tools"), uOperation == 0xA1 ? "date +%Y%m%d%H%M%S" : "") << uOperation;
+        EXPECT_EQ(noted("tools"), iOperation == 0xA1 ? "date +%Y%m%d%H%M%S" : "") << iOperation;
     }
     EXPECT_FALSE(std::filesystem::exists(m_device.folder() + TRAP));
 }
@@ -112,7 +101,6 @@ TEST_F(EffectsTools, LeaveNoZombies)
             strAll += readFile(thread.path() / "children");
         return strAll;
     };
-    const Bytes http = hex("01 02 01  c0 00 02 07") + text("ap.bin", 128);
     for (const std::string &strEnd : {std::string("exit 0"), std::string("exit 1"), std::string("kill -9 $$"), KILLED,
                                       TEN_MB, std::string("sleep 0.1 &")}) {
         SCOPED_TRACE(strEnd);
@@ -122,8 +110,8 @@ TEST_F(EffectsTools, LeaveNoZombies)
         prepare("", strTools);
         EXPECT_EQ(ask(asOperation(0xD2, 1)).size(), 38u);
         EXPECT_EQ(ask(asOperation(0xAC, 1)).size(), 122u);
-        for (const uint16_t uOperation : {uint16_t{0x100}, uint16_t{0x101}, uint16_t{0x102}})
-            EXPECT_EQ(ask(request(uOperation, 1, http)).size(), 152u);
+        for (int iOperation : {0x100, 0x101, 0x102})
+            EXPECT_EQ(ask(request(iOperation, 1, HTTP4 + FILE_NAME)).size(), 152u);
         EXPECT_TRUE(eventually([&] { return children().empty(); })) << children();
     }
 }
@@ -154,10 +142,9 @@ protected:
 TEST_F(BlackboxTools, InheritNothing)
 {
     AccessPoint &device = startWith("ls -l /proc/$$/fd | sed -n \"s:.*->:${0##*/} $1:p\" >>/tmp/inherited\nexit 1");
-    const Bytes start = hex("01 01 01  c0 00 02 07") + text("ap.bin", 128);
     EXPECT_EQ(ask(request(0xA1, 1)).size(), 505u);
     EXPECT_EQ(ask(request(0xD2, 1, CREDENTIALS)).size(), 38u);
-    EXPECT_EQ(ask(request(0x102, 1, start)).size(), 152u);
+    EXPECT_EQ(ask(request(0x102, 1, TFTP4 + FILE_NAME)).size(), 152u);
     const auto inherited = [&] { return readFile(device.folder() + "/tmp/inherited"); };
     EXPECT_TRUE(eventually([&] { return inherited().find("config-file") != std::string::npos; }));
     for (const char *strTool : {"date", "submit SET_IPADDRESS", "submit COMMIT", "tftp", "config-file validate"})
@@ -178,8 +165,7 @@ TEST_F(BlackboxToolsSlow, RestoresLeaveNothing)
 #endif
     const AccessPoint &device = start({.strBefore = "ln -s /bin/true /usr/sbin/tftp; "
                                                     "ln -s /bin/false /usr/sbin/config-file"});
-    const Bytes begin = request(0x102, 1, hex("01 01 01  c0 00 02 07") + text("ap.bin", 128)),
-                query = request(0x102, 1, hex("02"));
+    const Bytes begin = request(0x102, 1, TFTP4 + FILE_NAME), query = request(0x102, 1, QUERY);
     const auto restore = [&](int iTimes) {
         for (int i = 0; i < iTimes; i++) {
             ASSERT_EQ(ask(begin).substr(22, 2), hex("01 00")) << "restore " << i;

@@ -8,10 +8,6 @@ namespace
 
 using EffectsTransfer = Effects;
 
-const Bytes TFTP4 = hex("01 01 01  c0 00 02 07"), HTTP4 = hex("01 02 01  c0 00 02 07"),
-            SERVER6 = hex("20 01 0d b8") + zeros(11) + hex("07"), TFTP6 = hex("01 01 02") + SERVER6,
-            HTTP6 = hex("01 02 02") + SERVER6;
-const Bytes FILE_NAME = text("ap.bin", 128), QUERY = hex("02");
 const std::string LONG(127, 'n'), STR1000(1000, 's'), CONSOLE = " >/dev/console 2>&1";
 const Bytes LONG_NAME(200, 'n'); // 128 bytes of it are the request's
 
