@@ -28,7 +28,7 @@ Bytes zeros(size_t uCount)
 
 std::string formatted(const char *strFormat, int iValue)
 {
-    char strText[32];
+    char strText[64];
     snprintf(strText, sizeof strText, strFormat, iValue);
     return strText;
 }

@@ -59,9 +59,7 @@ struct Device {
     std::string strOptions = "";
     std::string strBefore = "";                     // shell commands inside, run just before the daemon
     std::string strOutput = ">/tmp/out 2>/tmp/err"; // where the daemon's output goes
-    std::string strInterface = "brtrunk";
-    bool bManagerUp = true;                 // "/var/run/vxman.pid" is there
-    std::optional<Bytes> savedAddress = {}; // "/etc/reserved_IP"
+    std::optional<Bytes> savedAddress = {};         // "/etc/reserved_IP"
     bool bLinkUp = true;
     bool bRecorded = false; // with the store library of recording_store.cpp, which takes the settings; no lsqlctl then
 };
@@ -110,8 +108,6 @@ private:
 class Blackbox : public testing::Test
 {
 protected:
-    Blackbox();
-
     // Start an access point; start() returns when its daemon has announced itself.
     AccessPoint &launch(const Device &device = {});
     AccessPoint &start(const Device &device = {});

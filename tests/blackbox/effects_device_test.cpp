@@ -91,37 +91,4 @@ TEST_F(EffectsDevice, CommandTrace)
                  "submit: exit 1"});
 }
 
-class EffectsDebug : public EffectsDevice
-{
-protected:
-    EffectsDebug() : EffectsDevice("-d", "2>&1") {}
-};
-
-// Of the reset without address, the file comes before the log's line, on both calls.
-TEST_F(EffectsDebug, LogLines)
-{
-    m_device.run("umount /Volume_1");
-    const std::string
-        strBegin = "vxpd: Get a request. ID=0xfdfd | vxpd: process request 0x00",
-        strReply = "vxpd: sending reply(cnt=38)... | reply 38 | ", strDone = "vxpd: done. | ",
-        strProbe =
-            "vxpd: Get a request. ID=0xfdfd | pMsg->uOP_Code = 153 not support | vxpd: FUNC:_funcNotSupport... | "
-            "vxpd: sending func not support... | reply 22";
-    const auto logOf = [&](uint16_t uOperation, const Bytes &body, const char *strStore) {
-        prepare(strStore);
-        ask(asOperation(uOperation, 1, body));
-        ask(request(0x99, 1));
-        return noted("effects");
-    };
-    const std::string strRead = "get management static-ip | get management static-mask | ",
-                      strReset = "vxpd: FUNC:funcFactoryResetWithoutIP... | ";
-    EXPECT_EQ(logOf(0xAA, {}, "@reads: management static-"),
-              strBegin + "aa begin... | " + strRead + strReset + strReply + strRead + strReset +
-                  "set system factory-reset=yes | " + strDone + strProbe);
-    const std::string strAdvanced = "vxpd: FUNC:funcSetNetAdvSettings... | ";
-    EXPECT_EQ(logOf(0xA7, zeros(129) + hex("f1 f2"), ""), strBegin + "a7 begin... | " + strAdvanced +
-                                                              "vxpd: bodylen=0 | vxpd: 242, 241 | " + strReply +
-                                                              strAdvanced + strDone + strProbe);
-}
-
 } // namespace

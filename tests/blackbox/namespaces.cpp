@@ -26,27 +26,21 @@ std::string environment(const char *strName, const char *strDefault)
     return strValue && *strValue ? strValue : strDefault;
 }
 
-// A value as lsqlctl's load reads it.
-std::string quoted(const std::string &strValue)
-{
-    std::string strQuoted = "\"";
-    for (char ch : strValue) {
-        char strEscaped[8];
-        snprintf(strEscaped, sizeof strEscaped, "\\x%02x", static_cast<unsigned char>(ch));
-        strQuoted += strEscaped;
-    }
-    return strQuoted + "\"";
-}
-
+// For lsqlctl's load, each byte of a value is \xNN.
 std::string writeCommands(const Settings &settings)
 {
-    std::string strLoad = "lsqlctl load - <<'END'\n", strUnset;
-    for (const auto &[strName, value] : settings)
-        if (value)
-            strLoad += strName + " " + quoted(*value) + "\n";
-        else
+    std::string strLoad, strUnset;
+    for (const auto &[strName, value] : settings) {
+        if (!value) {
             strUnset += "lsqlctl unset " + strName + "\n";
-    return strLoad + "END\n" + strUnset;
+            continue;
+        }
+        strLoad += strName + " \"";
+        for (char ch : *value)
+            strLoad += formatted("\\x%02x", static_cast<unsigned char>(ch));
+        strLoad += "\"\n";
+    }
+    return "lsqlctl load - <<'END'\n" + strLoad + "END\n" + strUnset;
 }
 
 } // namespace
@@ -54,14 +48,6 @@ std::string writeCommands(const Settings &settings)
 Result command(const std::string &strCommand)
 {
     return capture([&] { return execute({"sh", "-c", strCommand}); });
-}
-
-std::string shell(std::string_view strText)
-{
-    std::string strQuoted = "'";
-    for (char ch : strText)
-        strQuoted += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
-    return strQuoted + "'";
 }
 
 bool isEmulated()
@@ -81,8 +67,7 @@ AccessPoint::AccessPoint(std::string strName, const Device &device)
     std::filesystem::remove_all(m_strFolder); // an earlier one's of this name
     for (const char *strFolder : {"/etc", "/run", "/tmp"})
         std::filesystem::create_directories(m_strFolder + strFolder);
-    if (device.bManagerUp)
-        writeFile(m_strFolder + "/run/vxman.pid", "");
+    writeFile(m_strFolder + "/run/vxman.pid", "");
     if (device.savedAddress)
         writeFile(m_strFolder + "/etc/reserved_IP", *device.savedAddress);
     if (m_bRecorded)
@@ -91,10 +76,10 @@ AccessPoint::AccessPoint(std::string strName, const Device &device)
                                               "\nexec vxpd " + device.strOptions + " " + device.strOutput + "\n");
 
     std::vector<std::string> words = {SCRIPTS + "access-point", "--hold", "--dir", m_strFolder, "--attach", BRIDGE};
-    const std::string strLibraries = environment("VXP_LIB", VXP_BUILD_LIB) + (m_bRecorded ? "/recording" : "");
-    words.insert(words.end(), {"--interface", device.strInterface, "--address", "192.168.77.10/24"});
-    words.insert(words.end(), {"--mac", "02:4b:65:73:74:01", "--bin", environment("VXP_BIN", VXP_BUILD_BIN)});
-    words.insert(words.end(), {"--lib", strLibraries});
+    words.insert(words.end(),
+                 {"--interface", "brtrunk", "--address", "192.168.77.10/24", "--mac", "02:4b:65:73:74:01"});
+    words.insert(words.end(), {"--bin", environment("VXP_BIN", VXP_BUILD_BIN), "--lib",
+                               environment("VXP_LIB", VXP_BUILD_LIB) + (m_bRecorded ? "/recording" : "")});
     if (isEmulated())
         words.insert(words.end(), {"--emulator", getenv("VXP_EMULATOR"), "--sysroot", environment("VXP_SYSROOT", "")});
     words.insert(words.end(), {"--", "sh", "/tmp/start"});
@@ -102,7 +87,7 @@ AccessPoint::AccessPoint(std::string strName, const Device &device)
     if (!eventually([this] { return !readFile(m_strFolder + "/pid").empty(); }))
         throw std::runtime_error("the access point does not start");
     if (!device.bLinkUp)
-        inNetwork("ip link set " + device.strInterface + " down");
+        inNetwork("ip link set brtrunk down");
     writeFile(m_strFolder + "/go", "\n");
 }
 
@@ -211,8 +196,6 @@ std::optional<Bytes> Socket::receive(std::chrono::milliseconds limit) const
         static_cast<size_t>(check(static_cast<int>(recv(m_iSocket, datagram.data(), datagram.size(), 0)), "recv")));
     return datagram;
 }
-
-Blackbox::Blackbox() = default;
 
 Blackbox::Segment::Segment()
 {

@@ -10,80 +10,42 @@ using BlackboxValues = Blackbox;
 
 struct Value {
     const char *strCase;
+    int iOperation;
     const char *strField;
     std::string strValue;
-    size_t uOffset; // in a neighbour or discovery reply, header included
+    size_t uOffset; // in the body of the reply
     Bytes expected; // there, with a byte of the field's neighbours where they could be overwritten
 };
 
 const std::string LONG(1000, 'n');
 
-// After the header: name 135, version 97, MAC 129, address 199, mask 203, IPv6 207.
-const Value NEIGHBOUR[] = {
-    {"long name", "system system-name", LONG, 156, hex("01") + Bytes(63, 'n') + hex("00 c0 a8 4d 0a")},
-    {"name of 63", "system system-name", std::string(63, 'x'), 157, Bytes(63, 'x') + hex("00 c0")},
-    {"name of 64", "system system-name", std::string(64, 'x'), 157, Bytes(63, 'x') + hex("00 c0")},
-    {"conversions", "system system-name", "%n%s%%%1000d", 157, text("%n%s%%%1000d", 64)},
-    {"not ASCII", "system system-name",
-     "K\xc3\xbc"
-     "che\x01\xff\n",
-     157,
-     text("K\xc3\xbc"
-          "che\x01\xff\n",
-          64)},
-    {"empty name", "system system-name", "", 157, zeros(64)},
-    {"long version", "system version", LONG, 118, hex("00") + Bytes(31, 'n') + hex("00 02 4b")},
-    {"upper-case MAC", "management mac", "02:4B:AF:73:74:FE", 151, hex("02 4b af 73 74 fe") + "l"},
-    {"MAC without colons", "management mac", "024b65737401", 151, hex("02 00 00 00 00 00") + "l"},
-    {"MAC cut short", "management mac", "02:4b:g5:73:74:01", 151, hex("02 4b 00 00 00 00") + "l"},
-    {"long MAC", "management mac", "02:4b:65:73:74:01" + LONG, 151, hex("02 4b 65 73 74 01") + "l"},
-    {"octal, too big, no number", "management ip", "010.300.1.x", 221, hex("0a 2c 01 00  ff ff ff 00")},
-    {"five numbers", "management ip", "1.2.3.4.5", 221, hex("01 02 03 04  ff ff ff 00")},
-    {"blanks and signs", "management ip", " 1. +2.-1.4 ", 221, hex("01 02 ff 04")},
-    {"no address", "management ip", "none", 221, hex("00 00 00 00  ff ff ff 00")},
-    {"long address", "management ip", std::string(30, '0') + "1.2.3.4", 221, hex("01 00 00 00")}, // cut at 31
-    {"mask with a hole", "management mask", "1.2.x.4", 225, hex("01 02 00 00  20 01")},
-    {"empty mask", "management mask", "", 225, hex("00 00 00 00  20 01")},
-    {"two IPv6 addresses", "management static-ipv6", "fd00::1 fd00::2", 229,
+const Value VALUES[] = {
+    {"long name", 0xD0, "system system-name", LONG, 134, hex("01") + Bytes(63, 'n') + hex("00 c0 a8 4d 0a")},
+    {"conversions", 0xD0, "system system-name", "%n%s%%%1000d", 135, text("%n%s%%%1000d", 64)},
+    {"long version", 0xD0, "system version", LONG, 96, hex("00") + Bytes(31, 'n') + hex("00 02 4b")},
+    {"long MAC", 0xD0, "management mac", "02:4b:65:73:74:01" + LONG, 129, hex("02 4b 65 73 74 01") + "l"},
+    {"address cut at 31", 0xD0, "management ip", std::string(30, '0') + "1.2.3.4", 199, hex("01 00 00 00 ff")},
+    {"two IPv6 addresses", 0xD0, "management static-ipv6", "fd00::1 fd00::2", 207,
      hex("fd") + zeros(14) + hex("01") + "LAN1"},
-    {"two lines", "management static-ipv6", "fd00::3\nfd00::4", 229, hex("fd") + zeros(14) + hex("03") + "LAN1"},
-    {"IPv6 cut at 45", "management static-ipv6", "fd00::5" + std::string(38, ' ') + LONG, 229,
+    {"two lines", 0xD0, "management static-ipv6", "fd00::3\nfd00::4", 207, hex("fd") + zeros(14) + hex("03")},
+    {"IPv6 cut at 45", 0xD0, "management static-ipv6", "fd00::5" + std::string(38, ' ') + LONG, 207,
      hex("fd") + zeros(14) + hex("05")},
-    {"unreadable IPv6", "management static-ipv6", "fd00::1/64", 229, zeros(16) + "LAN1"},
-    {"long IPv6", "management static-ipv6", LONG, 229, zeros(16) + "LAN1"},
-};
-
-// After the header: model 128, MAC 198, gateway 280, DNS 284 and 288, prefix 432, IPv6 gateway 433.
-const Value DISCOVERY[] = {
-    {"long model", "system model", LONG, 22 + 127, hex("00") + Bytes(31, 'n') + hex("00") + "4.2"},
-    {"long version", "system version", LONG, 22 + 160, Bytes(31, 'n') + hex("00 02 00")},
-    {"long name", "system system-name", LONG, 22 + 203, hex("01") + Bytes(63, 'n') + hex("00 c0 a8 4d 0a")},
-    {"gateway", "ip-route gateway", "256.1", 22 + 280, hex("00 01 00 00  c0 00")},
-    {"empty gateway", "ip-route gateway", "", 22 + 280, hex("00 00 00 00  c0 00")},
-    {"first DNS server", "host static-dns-1", "1.2.x.4", 22 + 284, hex("01 02 00 00  c0 00")},
-    {"second DNS server", "host static-dns-2", "%s.%n", 22 + 288, hex("00 00 00 00  ff")},
-    {"prefix beyond a byte", "management static-ipv6-prefix-length", "300", 22 + 432, hex("2c 20 01")},
-    {"negative prefix", "management static-ipv6-prefix-length", "-1", 22 + 432, hex("ff 20 01")},
-    {"prefix and text", "management static-ipv6-prefix-length", " 48/x", 22 + 432, hex("30 20 01")},
-    {"no prefix", "management static-ipv6-prefix-length", "", 22 + 432, hex("00 20 01")},
-    {"IPv6 gateway with a blank", "static-ipv6-route gateway", "fe80::1 ", 22 + 433, zeros(16)},
+    {"unreadable IPv6", 0xD0, "management static-ipv6", "fd00::1/64", 207, zeros(16) + "LAN1"},
+    {"long model", 0xA1, "system model", LONG, 127, hex("00") + Bytes(31, 'n') + hex("00") + "4.2"},
+    {"prefix beyond a byte", 0xA1, "management static-ipv6-prefix-length", "300", 432, hex("2c 20 01")},
+    {"IPv6 gateway with a blank", 0xA1, "static-ipv6-route gateway", "fe80::1 ", 433, zeros(16)},
 };
 
 TEST_F(BlackboxValues, InReplies)
 {
     AccessPoint &device = start();
-    const auto checkAll = [&](const auto &table, uint16_t uOperation, size_t uSize) {
-        for (const Value &value : table) {
-            SCOPED_TRACE(value.strCase);
-            device.store({{value.strField, value.strValue}});
-            const Bytes answer = ask(request(uOperation, 1, {}, ALL, TO_ALL));
-            ASSERT_EQ(answer.size(), uSize);
-            EXPECT_TRUE(same(value.expected, answer.substr(value.uOffset, value.expected.size())));
-            device.store({{value.strField, standardSettings()[value.strField]}});
-        }
-    };
-    checkAll(NEIGHBOUR, 0xD0, 253);
-    checkAll(DISCOVERY, 0xA1, 505);
+    for (const Value &is : VALUES) {
+        SCOPED_TRACE(is.strCase);
+        device.store({{is.strField, is.strValue}});
+        const Bytes answer = ask(request(is.iOperation, 1, {}, ALL, TO_ALL));
+        EXPECT_TRUE(same(is.expected, answer.substr(22 + is.uOffset, is.expected.size())));
+        device.store({{is.strField, standardSettings()[is.strField]}});
+    }
 }
 
 TEST_F(BlackboxValues, LongTextsInTheAnnouncement)
