@@ -26,30 +26,21 @@ const Bytes STARTED = answer("00");
 // What all three refuse, in the same words.
 TEST_F(EffectsTransfer, Refusals)
 {
-    const struct {
-        uint16_t uOperation;
-        std::string strField;
-    } operations[] = {{0x100, "firmware-upgrade progress"}, {0x101, "config status"}, {0x102, "config status"}};
-    for (const auto &operation : operations) {
-        const std::string &strField = operation.strField;
-        const std::string strReply = "get " + strField + " | reply 152";
+    for (int iOperation : {0x100, 0x101, 0x102}) {
+        const std::string strField = iOperation == 0x100 ? "firmware-upgrade progress" : "config status",
+                          strReply = "get " + strField + " | reply 152";
         m_strAlways = "@reads: " + strField;
         const auto refuse = [&](const char *strCase, const Bytes &body, const std::string &strMessage,
                                 const std::string &strStored = "") {
-            check(operation.uOperation, {strCase, body,
-                                         answer("01", strMessage,
-                                                body[0] == 1 ? "01"
-                                                : body[0]    ? "ff"
-                                                             : "00"),
-                                         strReply, strStored.empty() ? "" : strField + ": " + strStored});
+            const char *const strService = body[0] == 1 ? "01" : body[0] ? "ff" : "00";
+            check(iOperation, {strCase, body, answer("01", strMessage, strService), strReply,
+                               strStored.empty() ? "" : strField + ": " + strStored});
         };
-        refuse("no server type", hex("01 00 01") + FILE_NAME, "Invalid server type 0");
         refuse("server type 3", hex("01 03 03") + FILE_NAME, "Invalid server type 3");
-        refuse("no address type", hex("01 01 00") + FILE_NAME, "Invalid server IP address type 0");
         refuse("address type 255", hex("01 02 ff") + FILE_NAME, "Invalid server IP address type 255");
         refuse("sub-service 0", zeros(100), "Invalid sub-service type 0");
         refuse("sub-service 255", hex("ff"), "Invalid sub-service type 255", "complete");
-        for (const char *strBusy : {"config backup", "config upgrade", "verifying", "failed", "Validation failed", "x"})
+        for (const char *strBusy : {"config backup", "failed", "Validation failed"})
             refuse("busy", HTTP4 + FILE_NAME, "\"" + std::string(strBusy) + "\" is under processing", strBusy);
         refuse("busy, any type", hex("01 07 07"), "\"$(x) %s\" is under processing", "$(x) %s");
         refuse("busy with 1,000 characters", TFTP4, "\"" + STR1000, STR1000);
@@ -89,19 +80,13 @@ TEST_F(EffectsTransfer, UpgradeStart)
         {"HTTP", http, STARTED, strWhole},
         {"HTTP, IPv6", HTTP6 + FILE_NAME, STARTED, download("", "ap.bin") + strCheck + flash(strFlash)},
         {"download fails", http, STARTED, strWhole, "", "wget: exit 4"},
-        {"no downloader", http, STARTED, strWhole, "", "wget: (none)"},
         {"check fails", http, STARTED, strBad, "", "flash-validate: exit 1"},
-        {"check missing", http, STARTED, strBad, "", "flash-validate: (none)"},
         {"check killed", http, STARTED, strWhole, "", "flash-validate: " + KILLED},
-        {"check prints 10 MB", http, STARTED, strWhole, "", "flash-validate: " + TEN_MB},
-        {"flashing fails", http, STARTED, strWhole, "", "flash-upgrade: exit 1 | killall: (none)"},
         {"128-byte name", HTTP4 + LONG_NAME, STARTED, // command lines of 127 characters
          download("192.0.2.7", LONG) + "/usr/sbin/flash-validate " + LONG.substr(0, 102) +
              flash("/usr/sbin/flash-upgrade " + LONG.substr(0, 103))},
         {"name with blanks", TFTP4 + text(" my  ap.bin", 128), STARTED,
          tftp("/tmp$ /splashbin/firmware-upgrade tftp://192.0.2.7/ my  ap.bin")},
-        {"body ends in the address", TFTP4.substr(0, 5), STARTED,
-         tftp("/tmp$ /splashbin/firmware-upgrade tftp://192.0.0.0/")},
         {"the store refuses", http, STARTED,
          PROGRESS + SET_PROGRESS + "Downloading file" + strRefused + "/tmp$ /usr/bin/wget http://192.0.2.7/ap.bin | " +
              SET_PROGRESS + "Validating file" + strRefused + "/tmp$ " + strCheck + " | " + SET_PROGRESS +
@@ -125,15 +110,10 @@ TEST_F(EffectsTransfer, UpgradeProgress)
         {"running", QUERY, done, strQuery, strIs + "Validating file"},
         {"1", QUERY, done, strQuery + strReboot, strIs + "1"},
         {"2", QUERY, done, strQuery + strShutDown, strIs + "2"},
-        {"2, no tool", QUERY, done, strQuery + strShutDown, strIs + "2", "submit: (none)"},
         {"11", QUERY, done, strQuery, strIs + "11"},
-        {"1 and a blank", QUERY, done, strQuery, strIs + "1 "},
-        {"2,000 characters", QUERY, done, strQuery, strIs + std::string(2000, '1')},
         {"1 at the second read", QUERY, done, strQuery + strReboot, strIs + "2" + strThen + "1"},
         {"none at the second read", QUERY, done, strQuery, strIs + "2" + strThen},
         {"1, start", start, answer("01", "\"1\" is under processing"), strOnce + strReboot, strIs + "1"},
-        {"2, start", start, answer("01", "\"2\" is under processing"), strOnce + strShutDown, strIs + "2"},
-        {"1, sub-service 3", hex("03"), invalid, strOnce + strReboot, strIs + "1"},
         {"2, sub-service 3", hex("03"), invalid, strOnce + strShutDown, strIs + "2"},
         {"none any more", hex("03"), invalid, strOnce},
     };
@@ -153,19 +133,11 @@ TEST_F(EffectsTransfer, BackupStart)
     const std::string strUsual = backUp("192.0.2.7", "ap.bin"), strClear = STATUS + SET_STATUS + " | ";
     const Effect EFFECTS[] = {
         {"TFTP", TFTP4 + FILE_NAME, STARTED, STATUS + strUsual},
-        {"HTTP goes by TFTP", HTTP4 + FILE_NAME, STARTED, STATUS + strUsual},
-        {"IPv6 has no server", TFTP6 + FILE_NAME, STARTED, STATUS + backUp("", "ap.bin")},
-        {"HTTP, IPv6", HTTP6 + FILE_NAME, STARTED, STATUS + backUp("", "ap.bin")},
+        {"HTTP goes by TFTP, IPv6 to nowhere", HTTP6 + FILE_NAME, STARTED, STATUS + backUp("", "ap.bin")},
         {"again", TFTP4 + FILE_NAME, STARTED, strClear + strUsual, IS + "complete"},
         {"tools fail", TFTP4 + FILE_NAME, STARTED, STATUS + strUsual, "", "config-dump: exit 1 | tftp: kill -9 $$"},
-        {"tools missing", TFTP4 + FILE_NAME, STARTED, STATUS + strUsual, "", "config-dump: (none) | tftp: (none)"},
-        {"tools print 10 MB", TFTP4 + FILE_NAME, STARTED, STATUS + strUsual, "", "config-dump: " + TEN_MB},
-        {"128-byte name", TFTP4 + LONG_NAME, STARTED, STATUS + backUp("192.0.2.7", LONG)},
-        {"name with blanks", TFTP4 + text("my ap.bin", 128), STARTED, STATUS + backUp("192.0.2.7", "my ap.bin")},
         {"server type after complete", hex("01 00 01"), answer("01", "Invalid server type 0"), strClear + "reply 152",
          IS + "complete"},
-        {"address type after complete", hex("01 01 03"), answer("01", "Invalid server IP address type 3"),
-         strClear + "reply 152", IS + "complete"},
     };
     checkAll(0x101, EFFECTS);
 }
@@ -197,28 +169,17 @@ TEST_F(EffectsTransfer, RestoreStart)
 {
     m_strAlways = "@reads: config status";
     const std::string strStarted = STATUS + SET_STATUS + "config upgrade | reply 152",
-                      strBoth = CHECK + "ap.bin" + CONSOLE + RESTORE + "ap.bin" + CONSOLE,
-                      strBad = CHECK + "ap.bin" + CONSOLE + FAILED,
-                      strTFTP = "/tmp$ tftp -g 192.0.2.7 -l ap.bin -r ap.bin",
-                      strTFTP6 = "/tmp$ tftp -g  -l ap.bin -r ap.bin",
-                      strHTTP = "/tmp$ /usr/bin/wget http://192.0.2.7/ap.bin",
-                      strHTTP6 = "/tmp$ /usr/bin/wget http://2001:db8::7/ap.bin";
-    const std::string strFails = "config-file: exit 1", strMissing = "config-file: (none)",
-                      strKilled = "config-file: " + KILLED,
-                      strRestoreFails = "config-file: test $1 = validate | tftp: exit 1";
+                      strBoth = CHECK + "ap.bin" + CONSOLE + RESTORE + "ap.bin" + CONSOLE;
     const Effect EFFECTS[] = {
-        {"TFTP", TFTP4 + FILE_NAME, STARTED, strStarted, "", strRestoreFails, strTFTP + strBoth + COMPLETE},
-        {"TFTP, bad", TFTP4 + FILE_NAME, STARTED, strStarted, "", strFails, strTFTP + strBad + COMPLETE},
-        {"TFTP, IPv6, bad", TFTP6 + FILE_NAME, STARTED, strStarted, "", strMissing, strTFTP6 + strBad + COMPLETE},
-        {"HTTP", HTTP4 + FILE_NAME, STARTED, strStarted, "", "", strHTTP + strBoth},
-        {"HTTP, bad", HTTP4 + FILE_NAME, STARTED, strStarted, "", strFails, strHTTP + strBad},
-        {"HTTP, IPv6, killed", HTTP6 + FILE_NAME, STARTED, strStarted, "", strKilled, strHTTP6 + strBoth},
-        {"HTTP, IPv6, bad", HTTP6 + FILE_NAME, STARTED, strStarted, "", strMissing, strHTTP6 + strBad},
-        {"10 MB", HTTP4 + FILE_NAME, STARTED, strStarted, "", "config-file: " + TEN_MB + "; false", strHTTP + strBad},
-        {"128-byte name", HTTP4 + LONG_NAME, STARTED, strStarted, "", strFails,
+        {"TFTP; the fetch and the restore fail", TFTP4 + FILE_NAME, STARTED, strStarted, "",
+         "config-file: test $1 = validate | tftp: exit 1",
+         "/tmp$ tftp -g 192.0.2.7 -l ap.bin -r ap.bin" + strBoth + COMPLETE},
+        {"TFTP, IPv6 from nowhere, no check", TFTP6 + FILE_NAME, STARTED, strStarted, "", "config-file: (none)",
+         "/tmp$ tftp -g  -l ap.bin -r ap.bin" + CHECK + "ap.bin" + CONSOLE + FAILED + COMPLETE},
+        {"HTTP, IPv6, check killed", HTTP6 + FILE_NAME, STARTED, strStarted, "", "config-file: " + KILLED,
+         "/tmp$ /usr/bin/wget http://2001:db8::7/ap.bin" + strBoth},
+        {"128-byte name, check fails", HTTP4 + LONG_NAME, STARTED, strStarted, "", "config-file: exit 1",
          "/tmp$ /usr/bin/wget http://192.0.2.7/" + LONG + CHECK + LONG.substr(0, 96) + FAILED},
-        {"name with blanks", TFTP4 + text("my ap.bin", 128), STARTED, strStarted, "", strFails,
-         "/tmp$ tftp -g 192.0.2.7 -l my ap.bin -r my ap.bin" + CHECK + "my ap.bin" + CONSOLE + FAILED + COMPLETE},
         {"complete is in the way", TFTP4, answer("01", "\"complete\" is under processing"), ONCE, IS + "complete"},
     };
     checkAll(0x102, EFFECTS);
@@ -237,7 +198,6 @@ TEST_F(EffectsTransfer, RestoreQuery)
         {"verifying", QUERY, queried("02"), TWICE, IS + "verifying"},
         {"complete", QUERY, queried("03"), strCleared, IS + "complete"},
         {"failed", QUERY, other("failed"), TWICE, IS + "failed"},
-        {"a backup runs", QUERY, other("config backup"), TWICE, IS + "config backup"},
         {"the second read counts", QUERY, queried("03"), strCleared, IS + "failed" + THEN + "complete"},
         {"1,000 characters", QUERY, other(STR1000), TWICE, IS + STR1000},
     };
