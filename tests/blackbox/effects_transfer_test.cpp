@@ -104,7 +104,7 @@ TEST_F(EffectsTransfer, UpgradeProgress)
                 invalid = answer("01", "Invalid sub-service type 3", "03");
     const std::string strOnce = PROGRESS + "reply 152", strQuery = PROGRESS + strOnce,
                       strReboot = " | set system reboot=yes", strShutDown = " | /$ submit SHUTDOWN",
-                      strIs = "firmware-upgrade progress: ", strThen = " | @read 2 firmware-upgrade progress: ";
+                      strIs = "firmware-upgrade progress: ", strThen = " -> ";
     const Effect EFFECTS[] = {
         {"idle", QUERY, done, strQuery},
         {"running", QUERY, done, strQuery, strIs + "Validating file"},
@@ -120,8 +120,9 @@ TEST_F(EffectsTransfer, UpgradeProgress)
     checkAll(0x100, EFFECTS);
 }
 
-const std::string STATUS = "get config status | ", SET_STATUS = "set config status=", IS = "config status: ",
-                  THEN = " | @read 2 config status: ", ONCE = STATUS + "reply 152", TWICE = STATUS + ONCE;
+const std::string STATUS = "get config status | ",
+                  SET_STATUS = "set config status=", IS = "config status: ", THEN = " -> ", ONCE = STATUS + "reply 152",
+                  TWICE = STATUS + ONCE;
 
 TEST_F(EffectsTransfer, BackupStart)
 {

@@ -139,7 +139,7 @@ void AccessPoint::store(const Settings &settings) const
         std::string strLines;
         for (const auto &[strKey, value] : settings)
             if (value)
-                strLines += strKey + "\t" + *value + "\n";
+                strLines += "\n" + strKey + "\t" + *value;
         const std::string strFile = m_strFolder + "/etc/recorded_store.new";
         writeFile(strFile + "er", strLines);
         std::filesystem::rename(strFile + "er", strFile);

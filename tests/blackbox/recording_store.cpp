@@ -10,11 +10,11 @@
 //   sleep SECONDS
 //   reply BYTES               sent to the reply port; with the records that the thread has not released, if any
 //
-// A file /etc/recorded_store.new replaces all that is stored: "KEY<TAB>VALUE" lines, KEY as after "set". Script lines:
+// A file /etc/recorded_store.new replaces all that is stored: a line break, KEY as after "set", a tab and VALUE for
+// each field. "FIRST -> SECOND" is FIRST when it is read once, and then SECOND. Fields of the script:
 //
 //   @reads...                 log all reads whose key begins with VALUE
 //   @fail                     refuse every write with the error text VALUE
-//   @read N KEY               at the N-th read of KEY, which is stored, the value becomes VALUE
 //
 // It needs the C library alone, as the daemon does, to run wherever that runs.
 #include "tests/support/store_functions.h"
@@ -30,19 +30,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 namespace
 {
 
-struct Field {
-    Field *pNext;
-    char *strKey;
-    char *strValue;
-    int iReads;
-};
-
-Field *s_pFields = nullptr;
+char *s_strStore = nullptr; // as in the file; of fields with the same key the first counts
 
 // Texts are the heap's, as if memory were endless.
 __attribute__((format(printf, 1, 2))) char *format(const char *strFormat, ...)
@@ -67,31 +59,24 @@ void note(char *strLine)
     free(strLine);
 }
 
-Field *find(const char *strKey)
+// Until the next call; null: there is no such field.
+char *find(const char *strKey)
 {
-    Field *pField = s_pFields;
-    while (pField && strcmp(pField->strKey, strKey) != 0)
-        pField = pField->pNext;
-    return pField;
+    static char *s_strValue = nullptr;
+    free(s_strValue);
+    char *const strStart = format("\n%s\t", strKey);
+    const char *const pField = strstr(s_strStore, strStart), *const pValue =
+                                                                 pField ? pField + strlen(strStart) : nullptr;
+    s_strValue = pValue ? strndup(pValue, strcspn(pValue, "\n")) : nullptr;
+    free(strStart);
+    return s_strValue;
 }
 
 void put(const char *strKey, const char *strValue)
 {
-    Field *pField = find(strKey);
-    if (!pField)
-        s_pFields = pField = new (malloc(sizeof(Field))) Field{s_pFields, strdup(strKey), nullptr, 0};
-    free(pField->strValue);
-    pField->strValue = strdup(strValue);
-}
-
-void clear()
-{
-    while (Field *const pField = s_pFields) {
-        s_pFields = pField->pNext;
-        free(pField->strKey);
-        free(pField->strValue);
-        free(pField);
-    }
+    char *const strBefore = s_strStore;
+    s_strStore = format("\n%s\t%s%s", strKey, strValue, strBefore);
+    free(strBefore);
 }
 
 // Look for a new content.
@@ -99,26 +84,22 @@ void refresh()
 {
     if (rename("/etc/recorded_store.new", "/etc/recorded_store") != 0)
         return;
-    clear();
     FILE *const pFile = fopen("/etc/recorded_store", "r");
-    char *strLine = nullptr;
     size_t uSize = 0;
-    while (getline(&strLine, &uSize, pFile) > 0) {
-        char *const strValue = strchr(strLine, '\t');
-        *strValue = '\0';
-        strValue[1 + strcspn(strValue + 1, "\n")] = '\0';
-        put(strLine, strValue + 1);
-    }
-    free(strLine);
+    free(s_strStore);
+    s_strStore = nullptr;
+    if (getdelim(&s_strStore, &uSize, '\0', pFile) < 0)
+        abort();
     fclose(pFile);
 }
 
 bool isNoted(const char *strKey)
 {
-    for (const Field *pField = s_pFields; pField; pField = pField->pNext)
-        if (strncmp(pField->strKey, "@reads", 6) == 0 &&
-            strncmp(strKey, pField->strValue, strlen(pField->strValue)) == 0)
+    for (const char *pField = s_strStore; (pField = strstr(pField, "\n@reads"));) {
+        pField = strchr(pField, '\t') + 1;
+        if (strncmp(strKey, pField, strcspn(pField, "\n")) == 0)
             return true;
+    }
     return false;
 }
 
@@ -135,24 +116,22 @@ const char *readStore(const char *strKey)
     refresh();
     if (isNoted(strKey))
         note(format("get %s\n", strKey));
-    Field *const pField = find(strKey);
-    if (!pField)
-        return nullptr;
-    char *const strChange = format("@read %d %s", ++pField->iReads, strKey);
-    if (const Field *const pChange = find(strChange))
-        put(strKey, pChange->strValue);
-    free(strChange);
-    return pField->strValue;
+    char *const strValue = find(strKey);
+    if (char *const pThen = strValue ? strstr(strValue, " -> ") : nullptr) {
+        *pThen = '\0';
+        put(strKey, pThen + 4);
+    }
+    return strValue;
 }
 
 const char *writeStore(const char *strKey, const char *strValue)
 {
     refresh();
     note(format("set %s=%s\n", strKey, strValue));
-    if (const Field *const pFailure = find("@fail"))
-        return pFailure->strValue;
-    put(strKey, strValue);
-    return nullptr;
+    const char *const strFailure = find("@fail");
+    if (!strFailure)
+        put(strKey, strValue);
+    return strFailure;
 }
 
 // The loader looks here before it looks into the C library.
