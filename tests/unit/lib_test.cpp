@@ -58,13 +58,12 @@ TEST(Strings, BackSlashesRotateThroughFourBuffersAndStayInside)
 
 TEST(Numbers, WholeTextOrNothing)
 {
-    struct Case {
+    const struct {
         const char *strText;
         uint64_t uValue;
         int iError;
         const char *strPrinted;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"0x1F", 31, 0, ""},
         {"010", 10, 0, ""},
         {"", 0, 0, ""},
@@ -74,7 +73,7 @@ TEST(Numbers, WholeTextOrNothing)
         {"0X1F", 0, EINVAL, "str2ull: input string, 0X1F, is invalid\n"},
         {nullptr, 0, EINVAL, "str2ull: input string is NULL\n"},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         errno = ENOENT;
         CaptureStdout();
         EXPECT_EQ(str2ull(c.strText), c.uValue);

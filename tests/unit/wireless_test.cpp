@@ -36,19 +36,14 @@ TEST_F(Wireless, MapsBandsAndNetworksToTheStore)
         {"", set("4", G2),
          "set interface/wlan1vap2 security=wpa-personal; " + strSetBSS + "wpa-allowed=off; " + strSetBSS +
              "wpa2-allowed=on; "},
-        {"", set("1", NONE), "set interface/wlan0vap2 security=static-wep; "},
         {"wpa-personal", setKey(G2), "get interface/wlan1 security; set interface/wlan1 wpa-personal-key=key; "},
-        {"static-wep", setKey(NONE),
-         strGet + "get interface/wlan0 wep-default-key; set interface/wlan0 wep-key-3=key; "},
         {"wpa-enterprise", setKey(G5), strGet},
         {"wpa-personal", getSetting, strGet + strBSS + "wpa-allowed; " + strBSS + "wpa2-allowed; "},
         {"static-wep", getSetting, strGet},
     };
     for (const auto &c : cases) {
         g_fakeStore = {};
-        g_fakeStore.values = {{"interface/wlan0 security", c.strSecurity},
-                              {"interface/wlan1 security", c.strSecurity},
-                              {"interface/wlan0 wep-default-key", "3"}};
+        g_fakeStore.values = {{"interface/wlan0 security", c.strSecurity}, {"interface/wlan1 security", c.strSecurity}};
         EXPECT_EQ(c.call(), 0);
         EXPECT_EQ(g_fakeStore.takeLog(), c.strLog);
     }
@@ -56,16 +51,11 @@ TEST_F(Wireless, MapsBandsAndNetworksToTheStore)
 
 TEST_F(Wireless, GettersLeaveDefaultsAlone)
 {
-    char strKey[16] = "preset", strSetting[4] = "set";
+    char strSetting[4] = "set";
     g_fakeStore.values = {{"interface/wlan0vap1 security", "wpa-personal"},
-                          {"interface/wlan0vap1 wpa-personal-key", std::string(40, 'k')},
                           {"bss/wlan0bssvap1 wpa-allowed", "on"},
                           {"radio/wlan1 mode", "bg-n"},
                           {"radio/wlan0 mode", "n-only-a"}};
-    EXPECT_EQ(sysGetSecurityPWD(strKey, 0, BAND_5G), 0);
-    EXPECT_STREQ(strKey, "preset");
-    EXPECT_EQ(sysGetSecurityPWD(strKey, 1, BAND_5G), 0);
-    EXPECT_STREQ(strKey, "kkkkkkkkkkkkkkk");
     EXPECT_EQ(sysGetSecuritySetting(strSetting, 1, BAND_5G), 0);
     EXPECT_STREQ(strSetting, "set");
     const auto band = [](int iBand) {
