@@ -94,33 +94,32 @@ uint16_t word(const Bytes &frame, size_t uOffset)
     return static_cast<uint16_t>(byte(uOffset) | byte(uOffset + 1) << 8);
 }
 
+Settings settingsOf(std::string_view strList)
+{
+    Settings settings;
+    for (const std::string &strSetting : split(strList, " | ")) {
+        const size_t uColon = strSetting.find(": ");
+        if (uColon == strSetting.npos)
+            continue;
+        const std::string strValue = strSetting.substr(uColon + 2);
+        settings[strSetting.substr(0, uColon)] =
+            strValue == "(none)" ? std::nullopt : std::optional<std::string>(strValue);
+    }
+    return settings;
+}
+
 Settings standardSettings(Settings changes)
 {
-    changes.merge(Settings{
-        {"management interface", "brtrunk"},
-        {"management mac", "02:4b:65:73:74:01"},
-        {"management ip", "192.168.77.10"},
-        {"management mask", "255.255.255.0"},
-        {"management dhcp-status", "down"},
-        {"management ipv6-status", "up"},
-        {"management ipv6-autoconfig-status", "down"},
-        {"management static-ipv6", "2001:db8:77::10"},
-        {"management static-ipv6-prefix-length", "64"},
-        {"management autoconfig-ipv6-global-all", "2001:db8:1::a 2001:db8:2::b"},
-        {"management ipv6-default-gateway", "fe80::1"},
-        {"static-ipv6-route gateway", "2001:db8:77::1"},
-        {"ip-route gateway", "192.168.77.254"},
-        {"host dns-via-dhcp", "down"},
-        {"host dns-1", "10.0.0.53"},
-        {"host dns-2", "10.0.0.54"},
-        {"host static-dns-1", "192.0.2.1"},
-        {"host static-dns-2", "192.0.2.2"},
-        {"system username", "sysop"},
-        {"system encrypted-password", "$1$Kestra77$u4PGFEpizA2qFlrbpBW/B/"},
-        {"system model", "KW-2210"},
-        {"system version", "4.2.0.9"},
-        {"system system-name", "lobby"},
-    });
+    changes.merge(settingsOf(
+        "management interface: brtrunk | management mac: 02:4b:65:73:74:01 | management ip: 192.168.77.10 | "
+        "management mask: 255.255.255.0 | management dhcp-status: down | ip-route gateway: 192.168.77.254 | "
+        "management ipv6-status: up | management ipv6-autoconfig-status: down | "
+        "management static-ipv6: 2001:db8:77::10 | management static-ipv6-prefix-length: 64 | "
+        "static-ipv6-route gateway: 2001:db8:77::1 | management ipv6-default-gateway: fe80::1 | "
+        "management autoconfig-ipv6-global-all: 2001:db8:1::a 2001:db8:2::b | host dns-via-dhcp: down | "
+        "host dns-1: 10.0.0.53 | host dns-2: 10.0.0.54 | host static-dns-1: 192.0.2.1 | host static-dns-2: 192.0.2.2 | "
+        "system username: sysop | system encrypted-password: $1$Kestra77$u4PGFEpizA2qFlrbpBW/B/ | "
+        "system model: KW-2210 | system version: 4.2.0.9 | system system-name: lobby"));
     return changes;
 }
 

@@ -25,8 +25,8 @@ Bytes text(std::string_view strText, size_t uWidth); // padded with NUL, cut at 
 Bytes zeros(size_t uCount);
 
 std::string formatted(const char *strFormat, int iValue); // by printf's rules
-std::string
-compact(const Bytes &bytes); // text in quotes, other bytes as two digits, "*N," behind what is there N times
+// Text in quotes, other bytes as two digits, "*N," behind what is there N times.
+std::string compact(const Bytes &bytes);
 std::vector<std::string> split(std::string_view strText, std::string_view strBetween); // "" is one empty part
 
 // Equal bytes; a failure names the first offset that differs, with what follows there on both sides.
@@ -49,8 +49,12 @@ bool takesCredentials(int iOperation);
 const Bytes USER = text("c3lzb3A=", 64), PASSWORD = text("a2VzdHJlbC05", 64), CREDENTIALS = USER + PASSWORD,
             WRONG_CREDENTIALS = USER + text("d3Jvbmc=", 64);
 
+// An unknown operation, which reads no field but those that every request does, and its answer.
+const Bytes UNKNOWN = request(0x99, 1), REFUSAL = hex("ee fe  01 00  99 00") + OWN + hex("03 00  02 00  00 00");
+
 // "OBJECT FIELD" and its value, none for a field that is not there.
 using Settings = std::map<std::string, std::optional<std::string>>;
+Settings settingsOf(std::string_view strList); // "KEY: VALUE" with " | " in between; the value "(none)" is none
 Settings standardSettings(Settings changes = {});
 
 // How an access point is set up before its daemon starts.

@@ -127,21 +127,18 @@ TEST_F(EffectsTools, LongDateIsAnAssertion)
         testing::MatchesRegex("sys:[0-9]+: sysGetDatetime: Assertion \"buf_len>strlen\\(str\\)\" failed.\n(.|\n)*"));
 }
 
-class BlackboxTools : public Blackbox
-{
-protected:
-    // Devices with our own store; every tool does this.
-    AccessPoint &startWith(const std::string &strTool)
-    {
-        return start({.strBefore = "cat >/usr/sbin/submit <<'END'\n#!/bin/sh\n" + strTool +
-                                   "\nEND\nchmod +x /usr/sbin/submit; rm /usr/bin/date; cd /usr/sbin\n"
-                                   "for tool in date tftp config-file; do ln submit $tool; done; cd /"});
-    }
-};
+using BlackboxTools = Blackbox;
 
 TEST_F(BlackboxTools, InheritNothing)
 {
-    AccessPoint &device = startWith("ls -l /proc/$$/fd | sed -n \"s:.*->:${0##*/} $1:p\" >>/tmp/inherited\nexit 1");
+    AccessPoint &device = start({.strBefore = R"(
+cat >/usr/sbin/submit <<'END'
+#!/bin/sh
+ls -l /proc/$$/fd | sed -n "s:.*->:${0##*/} $1:p" >>/tmp/inherited
+exit 1
+END
+chmod +x /usr/sbin/submit; rm /usr/bin/date
+for tool in date tftp config-file; do ln /usr/sbin/submit /usr/sbin/$tool; done)"});
     EXPECT_EQ(ask(request(0xA1, 1)).size(), 505u);
     EXPECT_EQ(ask(request(0xD2, 1, CREDENTIALS)).size(), 38u);
     EXPECT_EQ(ask(request(0x102, 1, TFTP4 + FILE_NAME)).size(), 152u);
