@@ -100,7 +100,6 @@ const Login LOGINS[] = {
     {"a user name that fills its field", Bytes(64, 'A') + PASSWORD, true},
     {"an unreadable user name", text("@@@ not base64 @@@", 64) + PASSWORD, true},
     {"other case", USER + text("S2VzdHJlbC05", 64), false},
-    {"the password as plain text", text("sysop", 64) + text("kestrel-9", 64), false},
     {"an unreadable password", USER + text("a2Vz*HJlbC05", 64), false},
     {"a password field without NUL", USER + Bytes(64, 'a') + PASSWORD, false},
     {"a hash of 63 characters", CREDENTIALS, true, // the most that may be stored

@@ -25,7 +25,6 @@ const std::string NAME = "set system system-name=attic | ", AUTO = "get manageme
                   GATEWAY6 = AUTO + "sAutoConfig = down | strAddr = fe80::9 | set static-ipv6-route gateway=fe80::9 | ";
 
 struct Basic {
-    const char *strName = "attic";
     const char *strPort = "50 00";
     const char *strManualDNS = "00";
     const char *strDHCP = "01";
@@ -36,7 +35,7 @@ struct Basic {
 
 Bytes basic(const Basic &is)
 {
-    return text(is.strName, 64) + hex("c0 a8 4d 63") + hex(is.strPort) + hex("aa") + hex(is.strManualDNS) +
+    return text("attic", 64) + hex("c0 a8 4d 63") + hex(is.strPort) + hex("aa") + hex(is.strManualDNS) +
            hex("ff ff 00 00  c0 a8 4d 01  08 08 08 08  09 09 09 c8") + hex(is.strDHCP) + hex(is.strIP6) + hex("c8") +
            hex(is.strGateway6) + Bytes(32, '\x11') + hex(is.strAuto6);
 }

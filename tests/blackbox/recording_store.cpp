@@ -103,12 +103,6 @@ bool isNoted(const char *strKey)
     return false;
 }
 
-template <typename Function>
-Function *next(const char *strName)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, strName));
-}
-
 } // namespace
 
 const char *readStore(const char *strKey)
@@ -151,12 +145,12 @@ int system(const char *strCommand)
     char *const strFolder = getcwd(nullptr, 0);
     note(format("%s$ %s\n", strFolder, strCommand));
     free(strFolder);
-    return next<int(const char *)>("system")(strCommand);
+    return reinterpret_cast<int (*)(const char *)>(dlsym(RTLD_NEXT, "system"))(strCommand);
 }
 
 unsigned sleep(unsigned uSeconds)
 {
     note(format("sleep %u\n", uSeconds));
-    return next<unsigned(unsigned)>("sleep")(uSeconds);
+    return static_cast<unsigned>(usleep(1'000'000 * uSeconds));
 }
 }

@@ -5,6 +5,7 @@
 
 #include "sys/lsqldb.h"
 #include "sys/settings.h"
+#include "sys/wireless.h"
 
 #include <cstring>
 
@@ -16,6 +17,7 @@ namespace
 
 using Store = StoreTest;
 using Settings = StoreTest;
+using Wireless = StoreTest;
 
 constexpr uint8_t DOC1[16] = {0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
 
@@ -65,29 +67,23 @@ TEST_F(Settings, SettersBeyondRequests)
 {
     static constexpr uint8_t IP[4] = {10, 0, 200, 255};
     const std::string strMode = "management ipv6-autoconfig-status", strGet = "get " + strMode + "; ";
-    const struct {
-        const char *strMode; // IPv6 mode in the store
-        std::function<int()> setter;
-        int iResult;
-        std::string strLog;
-    } cases[] = {
-        {"", [] { return sysSetIP(1, IP); }, 1, ""},
-        {"", [] { return sysSetSubnetMask(2, IP); }, 2, ""},
-        {"", [] { return sysSetDefaultGateway(-3, IP); }, -3, ""},
-        {"", [] { return sysSetDNS_Setting(2); }, 0, ""},
-        {"", [] { return sysSetDHCP_Setting(1, 0), 0; }, 0, ""},
-        {"", [] { return sysSetIP6_Mode(0, 3); }, 0, "set " + strMode + "=down; "},
-        {"up", [] { return sysSetIP6_Prefix(0, 64); }, -1, strGet},
-        {"down", [] { return sysSetIP6_Prefix(0, 300); }, 0, strGet + "set management static-ipv6-prefix-length=44; "},
-        {"", [] { return sysSetIP6(0, DOC1); }, -1, strGet},
-        {"up", [] { return sysSetDefaultGateway6(0, DOC1); }, -1, strGet},
-    };
-    for (const auto &c : cases) {
+    const auto expectLog = [&](const char *strStored, int iResult, const std::string &strLog, auto setter) {
         g_fakeStore = {};
-        g_fakeStore.values = {{strMode, c.strMode}};
-        EXPECT_EQ(c.setter(), c.iResult);
-        EXPECT_EQ(g_fakeStore.takeLog(), c.strLog);
-    }
+        g_fakeStore.values = {{strMode, strStored}};
+        EXPECT_EQ(setter(), iResult);
+        EXPECT_EQ(g_fakeStore.takeLog(), strLog);
+    };
+    expectLog("", 1, "", [] { return sysSetIP(1, IP); });
+    expectLog("", 2, "", [] { return sysSetSubnetMask(2, IP); });
+    expectLog("", -3, "", [] { return sysSetDefaultGateway(-3, IP); });
+    expectLog("", 0, "", [] { return sysSetDNS_Setting(2); });
+    expectLog("", 0, "", [] { return sysSetDHCP_Setting(1, 0), 0; });
+    expectLog("", 0, "set " + strMode + "=down; ", [] { return sysSetIP6_Mode(0, 3); });
+    expectLog("up", -1, strGet, [] { return sysSetIP6_Prefix(0, 64); });
+    expectLog("down", 0, strGet + "set management static-ipv6-prefix-length=44; ",
+              [] { return sysSetIP6_Prefix(0, 300); });
+    expectLog("", -1, strGet, [] { return sysSetIP6(0, DOC1); });
+    expectLog("up", -1, strGet, [] { return sysSetDefaultGateway6(0, DOC1); });
     // Only these three tell that the store refused.
     CaptureStdout();
     g_fakeStore.values = {{strMode, "down"}};
@@ -112,4 +108,53 @@ TEST_F(Settings, NamesAreCutAndOfOneInterface)
     char strAlias[8] = "before!";
     EXPECT_EQ(sysGetInterfaceAlias(1, strAlias), -1);
     EXPECT_EQ(std::string(strAlias, 8), std::string(8, '\0'));
+}
+
+// The bands that no request asks for, and the calls that do nothing.
+TEST_F(Wireless, MapsBandsAndNetworksToTheStore)
+{
+    char strOut[16];
+    const auto expectLog = [](const char *strSecurity, const std::string &strLog, auto call) { // of both radios
+        g_fakeStore = {};
+        g_fakeStore.values = {{"interface/wlan0 security", strSecurity}, {"interface/wlan1 security", strSecurity}};
+        EXPECT_EQ(call(), 0);
+        EXPECT_EQ(g_fakeStore.takeLog(), strLog);
+    };
+    expectLog("", "set interface/wlan1vap3 ssid=guest; ", [] { return sysSetSSID("guest", 3, BAND_2G); });
+    expectLog("", "set interface/wlan0 ssid=guest; ", [] { return sysSetSSID("guest", 0, BAND_5G); });
+    expectLog("", "", [] { return sysSetSSID("", 0, BAND_5G); });
+    expectLog("", "set vap/vap7 vlan-id radio=wlan1=12; ", [] { return sysSetVLANID("12", 7, BAND_2G); });
+    expectLog("", "", [] { return sysSetVLANID("", 7, BAND_2G); });
+    expectLog("", "get vap/vap0 vlan-id radio=wlan0; ", [&] { return sysGetVLANID(strOut, 0, BAND_5G); });
+    expectLog("", "set radio/wlan1 status=up; ", [] { return sysSetBandSetting(BAND_2G); });
+    expectLog("",
+              "set interface/wlan1vap2 security=wpa-personal; set bss/wlan1bssvap2 wpa-allowed=off; "
+              "set bss/wlan1bssvap2 wpa2-allowed=on; ",
+              [] { return sysSetSecuritySetting("4", 2, BAND_2G); });
+    expectLog("wpa-personal", "get interface/wlan1 security; set interface/wlan1 wpa-personal-key=key; ",
+              [] { return sysSetSecurityPWD("key", 0, BAND_2G); });
+    const auto getSetting = [&] { return sysGetSecuritySetting(strOut, 0, BAND_5G); };
+    expectLog("wpa-personal",
+              "get interface/wlan0 security; get bss/wlan0bssvap0 wpa-allowed; get bss/wlan0bssvap0 wpa2-allowed; ",
+              getSetting);
+    expectLog("static-wep", "get interface/wlan0 security; ", getSetting);
+}
+
+TEST_F(Wireless, GettersLeaveDefaultsAlone)
+{
+    char strSetting[4] = "set";
+    g_fakeStore.values = {{"interface/wlan0vap1 security", "wpa-personal"},
+                          {"bss/wlan0bssvap1 wpa-allowed", "on"},
+                          {"radio/wlan1 mode", "bg-n"},
+                          {"radio/wlan0 mode", "n-only-a"}};
+    EXPECT_EQ(sysGetSecuritySetting(strSetting, 1, BAND_5G), 0);
+    EXPECT_STREQ(strSetting, "set");
+    const auto band = [](int iBand) {
+        uint8_t ucBand = 9;
+        EXPECT_EQ(sysGetBandSetting(&ucBand, iBand), 0);
+        return ucBand;
+    };
+    EXPECT_THAT((std::vector{band(BAND_2G), band(BAND_5G), band(BAND_OTHER)}), testing::ElementsAre(0, 1, 9));
+    g_fakeStore.values["radio/wlan1 mode"] = "n-only-a";
+    EXPECT_EQ(band(BAND_2G), 9);
 }
