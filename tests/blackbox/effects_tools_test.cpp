@@ -155,11 +155,7 @@ using BlackboxToolsSlow = Blackbox;
 // A restore whose check fails is the shortest way through the worker.
 TEST_F(BlackboxToolsSlow, RestoresLeaveNothing)
 {
-#ifdef VXP_SANITIZED
-    constexpr int RESTORES = 1000;
-#else
-    const int RESTORES = isEmulated() ? 200 : 10000;
-#endif
+    constexpr bool SANITIZED = *VXP_SANITIZERS;
     const AccessPoint &device = start({.strBefore = "ln -s /bin/true /usr/sbin/tftp; "
                                                     "ln -s /bin/false /usr/sbin/config-file"});
     const Bytes begin = request(0x102, 1, TFTP4 + FILE_NAME), query = request(0x102, 1, QUERY);
@@ -184,17 +180,15 @@ TEST_F(BlackboxToolsSlow, RestoresLeaveNothing)
     restore(100);
     EXPECT_TRUE(eventually(noWorker)) << number("Threads");
     const long iAddresses = number("VmSize"); // AddressSanitizer maps terabytes
-    [[maybe_unused]] const long iMemory = number("VmRSS");
+    const long iMemory = number("VmRSS");
     const auto iFiles = files();
-    restore(RESTORES);
+    restore(SANITIZED ? 1000 : isEmulated() ? 200 : 10000);
     EXPECT_TRUE(eventually(noWorker)) << number("Threads");
     EXPECT_EQ(files(), iFiles);
     EXPECT_LE(number("VmSize") - iAddresses, 16 * 1024); // kB: two stacks
-#ifndef VXP_SANITIZED
-    if (!isEmulated()) {
+    if (!SANITIZED && !isEmulated()) {
         EXPECT_LE(number("VmRSS") - iMemory, 512); // kB: a record of each would be four times that
     }
-#endif
 }
 
 } // namespace
