@@ -154,7 +154,7 @@ TEST_F(EffectsTransfer, BackupQuery)
         {"running", QUERY, queried("01"), TWICE, IS + "config backup"},
         {"failed", QUERY, failed, TWICE, IS + "failed"},
         {"a restore runs", QUERY, queried("01"), TWICE, IS + "verifying"},
-        {"cleared in between", QUERY, queried("02"), TWICE, IS + "config backup" + THEN},
+        {"cleared in between", QUERY, queried("02"), TWICE, IS + "config backup" + THEN + "(none)"},
         {"complete in between", QUERY, queried("03"), TWICE, IS + "config backup" + THEN + "complete"},
         {"failed in between", QUERY, failed, TWICE, IS + "config backup" + THEN + "failed"},
         {"no longer failed", QUERY, queried("01"), TWICE, IS + "failed" + THEN + "config upgrade"},

@@ -11,7 +11,8 @@
 //   reply BYTES               sent to the reply port; with the records that the thread has not released, if any
 //
 // A file /etc/recorded_store.new replaces all that is stored: a line break, KEY as after "set", a tab and VALUE for
-// each field. "FIRST -> SECOND" is FIRST when it is read once, and then SECOND. Fields of the script:
+// each field. "FIRST -> SECOND" is FIRST when it is read once, and then SECOND; "(none)" is no field. Fields of the
+// script:
 //
 //   @reads...                 log all reads whose key begins with VALUE
 //   @fail                     refuse every write with the error text VALUE
@@ -65,9 +66,10 @@ char *find(const char *strKey)
     static char *s_strValue = nullptr;
     free(s_strValue);
     char *const strStart = format("\n%s\t", strKey);
-    const char *const pField = strstr(s_strStore, strStart), *const pValue =
-                                                                 pField ? pField + strlen(strStart) : nullptr;
-    s_strValue = pValue ? strndup(pValue, strcspn(pValue, "\n")) : nullptr;
+    const char *pValue = strstr(s_strStore, strStart);
+    if (pValue)
+        pValue += strlen(strStart);
+    s_strValue = pValue && strncmp(pValue, "(none)", 6) != 0 ? strndup(pValue, strcspn(pValue, "\n")) : nullptr;
     free(strStart);
     return s_strValue;
 }
