@@ -104,8 +104,8 @@ const Login LOGINS[] = {
     {"a password field without NUL", USER + Bytes(64, 'a') + PASSWORD, false},
     {"a hash of 63 characters", CREDENTIALS, true, // the most that may be stored
      "system encrypted-password: $5$0123456789abcdef$kXt2X1aPSvQzIkE.Fbop7kJvdKVIKyD9ytsHrtwjf99"},
-    {"a password as long as its field", // 48 characters, "0123456789" and so on
-     USER + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3", true,
+    {"a password as long as its field", // 48 characters, "0123456789" and so on; more behind it
+     USER + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3YWJj", true,
      "system encrypted-password: $1$Kestra77$4okQFnAqnYqIPV3Ae0D.P1"},
     {"a hash of 64 characters", CREDENTIALS, false,
      "system encrypted-password: $5$rounds=1000$abcde$92mMukGutrTY5WUuJ5/fpPm24YN4VexSX2VylkuL9O9"},
