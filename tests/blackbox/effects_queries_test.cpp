@@ -165,6 +165,8 @@ const Value VALUES[] = {
      hex("fd") + zeros(14) + hex("05")},
     {"unreadable IPv6", 0xD0, "management static-ipv6", "fd00::1/64", 207, zeros(16) + "LAN1"},
     {"long model", 0xA1, "system model", LONG, 127, hex("00") + Bytes(31, 'n') + hex("00") + "4.2"},
+    {"long version there", 0xA1, "system version", LONG, 160, Bytes(31, 'n') + hex("00 02 00")},
+    {"long name there", 0xA1, "system system-name", LONG, 203, hex("01") + Bytes(63, 'n') + hex("00 c0 a8 4d 0a")},
     {"prefix beyond a byte", 0xA1, "management static-ipv6-prefix-length", "300", 432, hex("2c 20 01")},
     {"IPv6 gateway with a blank", 0xA1, "static-ipv6-route gateway", "fe80::1 ", 433, zeros(16)},
 };
