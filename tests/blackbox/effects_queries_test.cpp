@@ -168,6 +168,7 @@ const Value VALUES[] = {
     {"long version there", 0xA1, "system version", LONG, 160, Bytes(31, 'n') + hex("00 02 00")},
     {"long name there", 0xA1, "system system-name", LONG, 203, hex("01") + Bytes(63, 'n') + hex("00 c0 a8 4d 0a")},
     {"prefix beyond a byte", 0xA1, "management static-ipv6-prefix-length", "300", 432, hex("2c 20 01")},
+    {"negative prefix", 0xA1, "management static-ipv6-prefix-length", "-1", 432, hex("ff 20 01")},
     {"IPv6 gateway with a blank", 0xA1, "static-ipv6-route gateway", "fe80::1 ", 433, zeros(16)},
 };
 

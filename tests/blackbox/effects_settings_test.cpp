@@ -11,7 +11,8 @@ namespace
 using EffectsSettings = Effects;
 
 // Sequences of setting the basic information. Reads of the automatic switch are noted: the guards of the IPv6 fields.
-const std::string NAME = "set system system-name=attic | ", AUTO = "get management ipv6-autoconfig-status | ",
+const std::string NAME = "set system system-name=" + std::string(64, 'n') + " | ",
+                  AUTO = "get management ipv6-autoconfig-status | ",
                   STATIC_IP = "set management dhcp-status=down | set management static-ip=192.168.77.99 | "
                               "set static-ip-route mask=255.255.0.0 | set static-ip-route gateway=192.168.77.1 | ",
                   DHCP = "set management dhcp-status=up | ",
@@ -35,7 +36,7 @@ struct Basic {
 
 Bytes basic(const Basic &is)
 {
-    return text("attic", 64) + hex("c0 a8 4d 63") + hex(is.strPort) + hex("aa") + hex(is.strManualDNS) +
+    return Bytes(64, 'n') + hex("c0 a8 4d 63") + hex(is.strPort) + hex("aa") + hex(is.strManualDNS) +
            hex("ff ff 00 00  c0 a8 4d 01  08 08 08 08  09 09 09 c8") + hex(is.strDHCP) + hex(is.strIP6) + hex("c8") +
            hex(is.strGateway6) + Bytes(32, '\x11') + hex(is.strAuto6);
 }
