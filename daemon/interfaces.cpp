@@ -15,20 +15,26 @@
 namespace
 {
 
-void bindToDevice(int iSocket, const char *strName)
+bool bindToDevice(int iSocket, const char *strName)
 {
-    setsockopt(iSocket, SOL_SOCKET, SO_BINDTODEVICE, strName, static_cast<socklen_t>(strlen(strName)));
+    return setsockopt(iSocket, SOL_SOCKET, SO_BINDTODEVICE, strName, static_cast<socklen_t>(strlen(strName))) == 0;
 }
 
-// A broadcasting datagram socket that lives on one interface and that device tools do not inherit; -1 on failure.
-int openSocket(const char *strName, int iProtocol)
+// Until the interface is there, the sockets belong to all.
+void tie(interface_t &interface)
+{
+    const bool bSends = bindToDevice(interface.iSendSocket, interface.strName);
+    interface.bTied = bindToDevice(interface.iRecvSocket, interface.strName) && bSends;
+}
+
+// A broadcasting datagram socket that device tools do not inherit; -1 on failure.
+int openSocket(int iProtocol)
 {
     const int iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, iProtocol);
     if (iSocket == -1)
         return -1;
     const int iOn = 1;
     setsockopt(iSocket, SOL_SOCKET, SO_BROADCAST, &iOn, sizeof iOn);
-    bindToDevice(iSocket, strName);
     return iSocket;
 }
 
@@ -47,16 +53,17 @@ bool fillInterface(int iIndex, interface_t *pInterface)
         printf("Get %d interface name failed.\n", iIndex);
         return false;
     }
-    pInterface->iSendSocket = openSocket(pInterface->strName, IPPROTO_UDP);
+    pInterface->iSendSocket = openSocket(IPPROTO_UDP);
     if (pInterface->iSendSocket == -1) {
         printf("Create send socket for interface %d failed.\n", iIndex);
         return false;
     }
-    pInterface->iRecvSocket = openSocket(pInterface->strName, 0);
+    pInterface->iRecvSocket = openSocket(0);
     if (pInterface->iRecvSocket == -1) {
         printf("Create receive socket for interface %d failed.\n", iIndex);
         return false;
     }
+    tie(*pInterface);
     const sockaddr_in address = broadcastAddress(VXP_REQUEST_PORT);
     if (bind(pInterface->iRecvSocket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1) {
         printf("Bind interface %d failed.\n", iIndex);
@@ -110,11 +117,12 @@ bool openInterfaces(InterfaceTable *pTable)
     return false;
 }
 
-void broadcast(const interface_t &interface, uint16_t uPort, const void *pData, size_t uLen)
+void broadcast(interface_t &interface, uint16_t uPort, const void *pData, size_t uLen)
 {
+    if (!interface.bTied)
+        tie(interface);
     if (sendOnce(interface, uPort, pData, uLen) || (errno != ENODEV && errno != ENXIO))
         return;
-    bindToDevice(interface.iSendSocket, interface.strName);
-    bindToDevice(interface.iRecvSocket, interface.strName);
+    tie(interface);
     sendOnce(interface, uPort, pData, uLen);
 }

@@ -23,7 +23,8 @@ inline sockaddr_in broadcastAddress(uint16_t uPort)
 struct interface_t {
     char strName[32];
     int iRecvSocket; // bound to 255.255.255.255 port 62976; -1 when not open
-    int iSendSocket; // never bound; -1 when not open
+    int iSendSocket; // has no address; -1 when not open
+    bool bTied;      // both sockets are the interface's alone
 };
 
 // One slot per interface index; a slot is null until its record is complete.
@@ -36,9 +37,10 @@ struct InterfaceTable {
 // open and returns false.
 bool openInterfaces(InterfaceTable *pTable);
 
-// Broadcast on one interface, to 255.255.255.255. A send that fails because the interface has gone (ENODEV, ENXIO)
-// ties both sockets to the interface's name again, in case it has come back with another index, and sends once more.
-// Other failures are ignored: nobody waits for the result.
-void broadcast(const interface_t &interface, uint16_t uPort, const void *pData, size_t uLen);
+// Broadcast on one interface, to 255.255.255.255. Sockets that could not be tied to the interface, because it was not
+// there yet, are tied first. A send that fails because the interface has gone (ENODEV, ENXIO) ties both sockets to the
+// interface's name again, in case it has come back with another index, and sends once more. Other failures are ignored:
+// nobody waits for the result.
+void broadcast(interface_t &interface, uint16_t uPort, const void *pData, size_t uLen);
 
 #endif

@@ -87,7 +87,7 @@ bool buildRefusal(const message_t &request, uint16_t uFlag, message_t *pReply)
     return message_to_LE(pReply) == 0;
 }
 
-void refuseNotSupported(const interface_t &interface, const message_t &request)
+void refuseNotSupported(interface_t &interface, const message_t &request)
 {
     printf("pMsg->uOP_Code = %d not support\n", request.uOP_Code);
     sysDebug("FUNC:%s...\n", "_funcNotSupport");
@@ -98,7 +98,7 @@ void refuseNotSupported(const interface_t &interface, const message_t &request)
     broadcast(interface, VXP_REPLY_PORT, &reply, sizeof reply);
 }
 
-void refuseCredentials(const interface_t &interface, const message_t &request)
+void refuseCredentials(interface_t &interface, const message_t &request)
 {
     sysDebug("FUNC:%s...\n", "_funcAuthFail");
     message_t reply;
@@ -106,7 +106,7 @@ void refuseCredentials(const interface_t &interface, const message_t &request)
         broadcast(interface, VXP_REPLY_PORT, &reply, sizeof reply);
 }
 
-void answer(const interface_t &interface, const RequestEntry &entry, const message_t &request, const uint8_t *pBody)
+void answer(interface_t &interface, const RequestEntry &entry, const message_t &request, const uint8_t *pBody)
 {
     alignas(message_t) static uint8_t s_ucReply[VXP_BUFFER_SIZE];
 
@@ -120,7 +120,7 @@ void answer(const interface_t &interface, const RequestEntry &entry, const messa
     sysDebug("done.\n");
 }
 
-void handleRequest(const interface_t &interface, const message_t &request, const Datagram &datagram)
+void handleRequest(interface_t &interface, const message_t &request, const Datagram &datagram)
 {
     if (!isAddressedToThisDevice(request, datagram))
         return;
@@ -137,7 +137,7 @@ void handleRequest(const interface_t &interface, const message_t &request, const
     answer(interface, *pEntry, request, datagram.body() + (pEntry->bAuth ? VXP_CREDENTIALS_SIZE : 0));
 }
 
-void handleDatagram(const interface_t &interface, const Datagram &datagram)
+void handleDatagram(interface_t &interface, const Datagram &datagram)
 {
     message_t message;
     memcpy(&message, datagram.ucBytes, sizeof message);
@@ -178,7 +178,7 @@ void serveReadySockets(const InterfaceTable &table, const fd_set &readable)
 
     for (int i = 0; i < table.iCount; i++) {
         g_idxCurrentInterface = i;
-        const interface_t *const pInterface = table.ppSlots[i];
+        interface_t *const pInterface = table.ppSlots[i];
         if (!pInterface || !FD_ISSET(pInterface->iRecvSocket, &readable))
             continue;
         if (!receive(i, pInterface->iRecvSocket, &s_datagram)) {

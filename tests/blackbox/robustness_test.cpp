@@ -57,6 +57,16 @@ TEST_F(BlackboxRobustness, InterfaceDownAndUp)
     }
 }
 
+TEST_F(BlackboxRobustness, InterfaceAppearsLater)
+{
+    AccessPoint &device = launch({.settings = standardSettings({{"management interface", "late0"}})});
+    const auto sockets = [&] { return device.inNetwork("ss -Huan sport = :62976").strOut; };
+    ASSERT_TRUE(eventually([&] { return !sockets().empty(); }));
+    device.inNetwork("ip link set brtrunk down name late0; ip link set late0 up");
+    EXPECT_TRUE(eventually([&] { return answers(100ms); }));
+    EXPECT_THAT(sockets(), testing::HasSubstr("255.255.255.255%late0:62976"));
+}
+
 // Neither a socket nor the store's files may get the place of a closed descriptor, or what is printed goes there.
 TEST_F(BlackboxRobustness, StandardDescriptorsClosed)
 {
