@@ -19,6 +19,7 @@ bool findMount(const char *strWanted, std::span<char> mountPoint)
     FILE *const pTable = setmntent("/proc/mounts", "re");
     if (!pTable)
         return false;
+    mountPoint[0] = '\0';
     bool bFound = false;
     mntent entry;
     char strLine[1024];

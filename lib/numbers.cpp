@@ -30,7 +30,7 @@ Number wholeNumber(const char *strText, Number (*pConvert)(const char *, char **
         return 0;
     }
     if (*pEnd) {
-        printf("str2ull: input string, %s, is invalid\n", strText); // also under str2ll
+        printf("%s: input string, %s, is invalid\n", strName, strText);
         if constexpr (std::is_signed_v<Number>)
             printf("%s: %s\n", strName, pEnd);
         errno = EINVAL;

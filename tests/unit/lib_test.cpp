@@ -83,7 +83,7 @@ TEST(Numbers, WholeTextOrNothing)
     EXPECT_EQ(str2ll("-9223372036854775808"), INT64_MIN);
     CaptureStdout();
     EXPECT_EQ(str2ll("7 x"), 0);
-    EXPECT_EQ(GetCapturedStdout(), "str2ull: input string, 7 x, is invalid\nstr2ll:  x\n");
+    EXPECT_EQ(GetCapturedStdout(), "str2ll: input string, 7 x, is invalid\nstr2ll:  x\n");
 }
 
 TEST(Numbers, LeadingIntHasTheLimitsOfA32BitMachine)
