@@ -170,7 +170,10 @@ int adoptMapSize()
     return alone([] {
         for (Slot &slot : g_slots)
             emptyCache(slot.cache);
-        return resizeStore(g_environment);
+        const int rc = resizeStore(g_environment);
+        if (rc)
+            closeAlone();
+        return rc;
     });
 }
 

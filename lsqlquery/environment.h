@@ -67,7 +67,7 @@ void endWriting();
 int beginWriteTxn(MDB_txn *&txn);
 
 // Under the writer lock: adopt what others have changed about the store's size, and drop readers that are dead.
-// Zero if another attempt is worth while.
+// Zero if another attempt is worth while. If there is no memory for the size, the store is closed afterwards.
 int makeRoom();
 
 // Let the data file's watchers look. After the commit: LMDB shows a transaction to readers only when its last write to

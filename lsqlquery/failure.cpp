@@ -24,7 +24,8 @@ struct Cause {
 };
 
 constexpr const char *ADVICE_DAMAGED =
-    "move its files away and load the latest dump into a new store (lsqlctl load FILE)";
+    "move its files away, load the latest dump into a new store (lsqlctl load FILE), and start the programs that use "
+    "it again";
 constexpr const char *ADVICE_SPACE = "make room there and try again; nothing was changed";
 constexpr const char *ADVICE_DENIED = "run as the store's owner, or let this user write to the folder and its files";
 constexpr const char *ADVICE_FOLDER = "make it (mkdir -p) or set LSQLQUERY_DB to the folder of the store";
@@ -41,6 +42,7 @@ constexpr Cause CAUSES[] = {
     {MDB_CORRUPTED, LSQLSTORE_DAMAGED, "the data file is damaged", ADVICE_DAMAGED},
     {MDB_PAGE_NOTFOUND, LSQLSTORE_DAMAGED, "the data file is damaged", ADVICE_DAMAGED},
     {MDB_CURSOR_FULL, LSQLSTORE_DAMAGED, "the data file is damaged", ADVICE_DAMAGED},
+    {MDB_BAD_VALSIZE, LSQLSTORE_DAMAGED, "the data file is damaged", ADVICE_DAMAGED}, // ours were checked before
     {MDB_INCOMPATIBLE, LSQLSTORE_DAMAGED, "the data file is damaged", ADVICE_DAMAGED},
     {EACCES, LSQLSTORE_DENIED, "permission denied", ADVICE_DENIED},
     {EPERM, LSQLSTORE_DENIED, "permission denied", ADVICE_DENIED},

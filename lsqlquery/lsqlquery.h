@@ -26,7 +26,8 @@
  * <b>Where the data are.</b> In the folder that the environment variable LSQLQUERY_DB names, /var/lib/lsqlquery by
  * default. The folder must exist; the first write makes the files in it. LSQLQUERY_MAP_SIZE (bytes, or with K or M
  * behind the number) is the size to which the store may grow, 16M by default; a store keeps the largest size that any
- * process has asked for. Both are read when a process first uses the store.
+ * process has asked for. Both are read when a process first uses the store. A process that only reads goes on with the
+ * files that it has opened when they are moved away or replaced: start it again.
  *
  * <b>Limits.</b> A value has at most 1,048,575 bytes, any but NUL. Object, instance, qualifier and field together have
  * at most 506 bytes. A name has at least one byte, an object no "/" and a qualifier field no "=" (so that lsqlctl can

@@ -37,12 +37,19 @@ void dataPath(char (&path)[PATH_MAX])
     snprintf(path, sizeof path, "%.*s/data.mdb", PATH_MAX - 16, g_folder);
 }
 
+// A relative name counts from where the process was when it first used the store.
 bool nameFolder()
 {
+    static char s_start[PATH_MAX];
+    if (!*s_start && !getcwd(s_start, sizeof s_start))
+        return false;
     const char *name = getenv("LSQLQUERY_DB");
     if (!name || !*name)
         name = "/var/lib/lsqlquery";
-    return static_cast<size_t>(snprintf(g_folder, sizeof g_folder, "%s", name)) < sizeof g_folder - 16;
+    const bool isRelative = *name != '/';
+    const int length =
+        snprintf(g_folder, sizeof g_folder, "%s%s%s", isRelative ? s_start : "", isRelative ? "/" : "", name);
+    return static_cast<size_t>(length) < sizeof g_folder - 16;
 }
 
 // Bytes asked for by LSQLQUERY_MAP_SIZE; 0 if that is not a size.
@@ -109,29 +116,32 @@ int openEnv(MDB_env *&env, unsigned flags, MDB_assert_func *onAssertion)
 
 int noteFile(Environment &environment)
 {
+    MDB_envinfo info;
+    MDB_stat tree;
+    mdb_env_info(environment.env, &info);
+    mdb_env_stat(environment.env, &tree);
+    environment.mapSize = info.me_mapsize;
+
+    // Asked after the environment, the length can only be too large: another process may be writing.
     mdb_filehandle_t fd;
     struct stat file;
     if (mdb_env_get_fd(environment.env, &fd) != 0 || fstat(fd, &file) != 0)
         return EIO;
     environment.device = file.st_dev;
     environment.inode = file.st_ino;
-
-    MDB_envinfo info;
-    MDB_stat tree;
-    mdb_env_info(environment.env, &info);
-    mdb_env_stat(environment.env, &tree);
-    environment.mapSize = info.me_mapsize;
-    // Asked after the environment, the length can only be too large.
     return static_cast<unsigned long long>(file.st_size) / tree.ms_psize > info.me_last_pgno ? 0 : CAUSE_CUT_SHORT;
 }
 
+// On failure the environment has no map any more, and can only be closed.
 int setMapSize(Environment &environment, size_t size)
 {
     const int rc = mdb_env_set_mapsize(environment.env, size);
+    if (rc)
+        return rc;
     MDB_envinfo info;
     mdb_env_info(environment.env, &info);
     environment.mapSize = info.me_mapsize;
-    return rc;
+    return 0;
 }
 
 int prepare(Environment &environment, size_t mapSize)
@@ -202,7 +212,10 @@ void closeStore(Environment &environment)
 
 int resizeStore(Environment &environment)
 {
-    return setMapSize(environment, 0);
+    const size_t before = environment.mapSize;
+    const int rc = setMapSize(environment, 0);
+    // The file knows nothing of the size that this process has asked for and not yet written under.
+    return rc == 0 && environment.mapSize < before ? setMapSize(environment, before) : rc;
 }
 
 int openChangesTable(Environment &environment)

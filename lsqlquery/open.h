@@ -19,7 +19,7 @@ constexpr size_t MAP_SIZE_MIN = size_t{64} << 10;
 int openStore(Environment &environment, bool create, MDB_assert_func *onAssertion);
 void closeStore(Environment &environment);
 
-// Adopt the size to which other processes have let the store grow.
+// Adopt the size to which other processes have let the store grow. On failure the store can only be closed.
 int resizeStore(Environment &environment);
 
 // Open the table of changes if there is one; it is not a failure if there is none.

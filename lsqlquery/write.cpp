@@ -200,9 +200,10 @@ int writeBatch(Batch &batch)
         return rc;
     rc = transact(batch);
     for (int i = 0; rc == MDB_MAP_FULL && i < ROOM_ATTEMPTS; i++) {
-        if (makeRoom() != 0)
+        const int room = makeRoom();
+        if (room != 0)
             nanosleep(&ROOM_PAUSE, nullptr);
-        rc = transact(batch);
+        rc = g_environment.env ? transact(batch) : room;
     }
     if (rc == EIO && isFileSystemFull())
         rc = ENOSPC;
