@@ -1,47 +1,45 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/store/store_fixture.h"
 
-#include <sstream>
+using Record = std::unique_ptr<lsqlquery_pv, decltype([](lsqlquery_pv *pv) { lsqlquery_destroy_pv(pv); })>;
 
 std::optional<std::string> get(const Name &name)
 {
-    lsqlquery_pv *const pv = name.qualifierField ? lsqlquery_get_pv_q1(name.object, name.instance, name.field,
-                                                                       name.qualifierField, name.qualifierValue)
-                                                 : lsqlquery_get_pv(name.object, name.instance, name.field);
-    std::optional<std::string> value;
-    if (pv) {
-        EXPECT_STREQ(name.field, pv->field);
-        value = pv->value;
-    }
-    lsqlquery_destroy_pv(pv);
-    return value;
+    const Record pv(name.qualifierField ? lsqlquery_get_pv_q1(name.object, name.instance, name.field,
+                                                              name.qualifierField, name.qualifierValue)
+                                        : lsqlquery_get_pv(name.object, name.instance, name.field));
+    if (!pv)
+        return std::nullopt;
+    EXPECT_STREQ(name.field, pv->field);
+    return pv->value;
 }
 
 int set(const Name &name, const std::string &value)
 {
-    lsqlquery_pv *const pv = lsqlquery_new_pv_solo(name.field, value.c_str());
-    lsqlquery_pv *const qualifier = lsqlquery_new_pv_solo(name.qualifierField, name.qualifierValue);
+    const Record pv(lsqlquery_new_pv_solo(name.field, value.c_str()));
+    const Record qualifier(lsqlquery_new_pv_solo(name.qualifierField, name.qualifierValue));
     char *error = const_cast<char *>("untouched");
-    const int code = lsqlquery_set_pv_with_error(name.object, name.instance, pv, qualifier, &error);
+    const int code = lsqlquery_set_pv_with_error(name.object, name.instance, pv.get(), qualifier.get(), &error);
     EXPECT_EQ(code == 0, error == nullptr);
     if (code) {
         EXPECT_EQ(code, lastCode());
         EXPECT_EQ(error, lastText());
     }
     free(error);
-    lsqlquery_destroy_pv(pv);
-    lsqlquery_destroy_pv(qualifier);
     return code;
 }
 
 int unset(const Name &name)
 {
-    return write({{name.object, name.instance, name.qualifierField, name.qualifierValue, name.field, nullptr}});
+    return write({{name, nullptr}});
 }
 
-int write(const std::vector<lsqlstore_field> &fields, unsigned flags)
+int write(const std::vector<std::pair<Name, const char *>> &values, unsigned flags, size_t *failed)
 {
-    return lsqlstore_write(fields.data(), fields.size(), flags, nullptr, nullptr);
+    std::vector<lsqlstore_field> fields;
+    for (const auto &[name, value] : values)
+        fields.push_back({name.object, name.instance, name.qualifierField, name.qualifierValue, name.field, value});
+    return lsqlstore_write(fields.data(), fields.size(), flags, failed, nullptr);
 }
 
 int lastCode()
@@ -58,13 +56,12 @@ std::string lastText()
 
 std::string describe(const lsqlstore_field &field)
 {
-    const auto orEmpty = [](const char *text) { return std::string(text ? text : ""); };
     std::string line = field.object;
     if (field.instance)
-        line += "/" + orEmpty(field.instance);
+        line += std::string("/") + field.instance;
     if (field.qualifier_field)
-        line += "[" + orEmpty(field.qualifier_field) + "=" + orEmpty(field.qualifier_value) + "]";
-    return line + "." + field.field + (field.value ? "=" + orEmpty(field.value) : " removed") + "\n";
+        line += std::string("[") + field.qualifier_field + "=" + field.qualifier_value + "]";
+    return line + "." + field.field + (field.value ? std::string("=") + field.value : " removed") + "\n";
 }
 
 std::string contents(const char *object)
@@ -87,11 +84,7 @@ MDB_env *openPastLibrary(const std::string &folder, unsigned flags)
 
 int execCtl(const std::vector<std::string> &arguments)
 {
-    std::vector<std::string> words;
-    std::stringstream command(LSQLCTL);
-    for (std::string word; std::getline(command, word, '|');)
-        if (!word.empty())
-            words.push_back(word);
+    std::vector<std::string> words = {LSQLCTL};
     words.insert(words.end(), arguments.begin(), arguments.end());
     return execute(words);
 }

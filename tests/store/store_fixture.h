@@ -31,7 +31,8 @@ std::optional<std::string> get(const Name &name);
 // The outcome; the error text goes to lastText(), and both ways of telling it are checked to agree.
 int set(const Name &name, const std::string &value);
 int unset(const Name &name);
-int write(const std::vector<lsqlstore_field> &fields, unsigned flags = 0);
+// In one transaction, null to remove; FAILED is set to the number of the one that was refused.
+int write(const std::vector<std::pair<Name, const char *>> &values, unsigned flags = 0, size_t *failed = nullptr);
 
 int lastCode();
 std::string lastText();

@@ -14,15 +14,8 @@ class Watch : public StoreTest
 protected:
     void open()
     {
-        char *error;
-        m_watch = lsqlstore_watch_open(&error);
-        ASSERT_NE(nullptr, m_watch) << error;
-    }
-
-    void TearDown() override
-    {
-        lsqlstore_watch_close(m_watch);
-        StoreTest::TearDown();
+        m_watch.reset(lsqlstore_watch_open(nullptr));
+        ASSERT_TRUE(m_watch) << lastText();
     }
 
     // All that is new now, one line per change.
@@ -31,14 +24,14 @@ protected:
         std::string all;
         lsqlstore_field change;
         int outcome;
-        while ((outcome = lsqlstore_watch_next(m_watch, &change)) > 0)
+        while ((outcome = lsqlstore_watch_next(m_watch.get(), &change)) > 0)
             all += outcome == LSQLSTORE_WATCH_LOST ? "lost\n" : describe(change);
         return outcome == LSQLSTORE_WATCH_ERROR ? all + "error: " + lastText() : all;
     }
 
     bool isReadable(int ms)
     {
-        pollfd descriptor = {lsqlstore_watch_fd(m_watch), POLLIN, 0};
+        pollfd descriptor = {lsqlstore_watch_fd(m_watch.get()), POLLIN, 0};
         return poll(&descriptor, 1, ms) == 1;
     }
 
@@ -50,8 +43,10 @@ protected:
         return all;
     }
 
-    lsqlstore_watch *m_watch = nullptr;
+    std::unique_ptr<lsqlstore_watch, decltype(&lsqlstore_watch_close)> m_watch{nullptr, lsqlstore_watch_close};
 };
+
+const Name QUALIFIED = {"o", "i", "f", "q", "v"};
 
 TEST_F(Watch, TellsEveryChangeInOrderAlsoOfTheSameValue)
 {
@@ -60,12 +55,11 @@ TEST_F(Watch, TellsEveryChangeInOrderAlsoOfTheSameValue)
     EXPECT_EQ("", changes());
     EXPECT_EQ(0, set(MODEL, "1"));
     EXPECT_EQ(0, set(MODEL, "1"));
-    EXPECT_EQ(
-        0, write({{"o", "i", "q", "v", "f", "two\nlines"}, {"system", nullptr, nullptr, nullptr, "model", nullptr}}));
+    EXPECT_EQ(0, write({{QUALIFIED, "two\nlines"}, {MODEL, nullptr}}));
     EXPECT_EQ(LSQLSTORE_NOT_FOUND, unset(MODEL));
     EXPECT_EQ("system.model=1\nsystem.model=1\no/i[q=v].f=two\nlines\nsystem.model removed\n", changes());
     EXPECT_EQ(0, set(MODEL, "2"));
-    EXPECT_EQ(0, write({{"o", "i", "q", "v", "f", "kept"}}, LSQLSTORE_REPLACE));
+    EXPECT_EQ(0, write({{QUALIFIED, "kept"}}, LSQLSTORE_REPLACE));
     EXPECT_EQ("system.model=2\nsystem.model removed\no/i[q=v].f=kept\n", changes());
 }
 
