@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The commands that README.md, the pages of docs/ and the help show do what they say: they run in a lab.
+#include "tests/docs/text.h"
 #include "tests/support/lab.h"
 
-#include <regex>
-#include <sstream>
 #include <unistd.h>
 
 namespace
 {
 
 // The commands among a text's code lines, without prompts and comments. What script/demo shows, it runs itself.
-std::vector<std::string> commandsOf(const std::string &strText)
+Words commandsOf(const std::string &strText)
 {
-    static const std::regex command(
-        R"(^(?:    |  )(?:\$ )?((?:sudo tcpdump .*\| |sudo )?(?:vxp(?:ctl|lab|image)|lsqlctl) .*)$)");
-    std::vector<std::string> commands;
-    std::istringstream lines(strText);
-    for (std::string strLine; std::getline(lines, strLine);)
-        if (std::smatch match; std::regex_match(strLine, match, command)) {
-            const std::string strFound = match[1];
-            commands.push_back(strFound.substr(0, strFound.find("  ")));
-        }
+    Words commands;
+    for (const auto &match : allMatches(
+             strText, R"(^(?:    |  )(?:\$ )?((?:sudo tcpdump .*\| |sudo )?(?:vxp(?:ctl|lab|image)|lsqlctl) .*)$)"))
+        commands.push_back(match[1].substr(0, match[1].find("  ")));
     return commands;
 }
 
