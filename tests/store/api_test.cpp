@@ -26,10 +26,7 @@ TEST_F(Api, KeepsEveryByteOfAValue)
 TEST_F(Api, RefusesUnusableNamesInEveryCall)
 {
     const std::string part(200, 'n'), longest(506 - 400, 'f'), tooLong = longest + "f";
-    const struct {
-        Name name;
-        const char *problem;
-    } cases[] = {
+    const std::pair<Name, const char *> cases[] = {
         {{nullptr, nullptr, "f"}, "object is null"},
         {{"", nullptr, "f"}, "object is null or empty"},
         {{"a/b", nullptr, "f"}, "'/'"},

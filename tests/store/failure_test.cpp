@@ -38,11 +38,7 @@ void inMountNamespace(const Body &body)
 
 TEST_F(Failure, NoFolderAndNoStoreAreToldApart)
 {
-    struct {
-        std::string folder;
-        int readCode, writeCode;
-        const char *text;
-    } const cases[] = {
+    const std::tuple<std::string, int, int, const char *> cases[] = {
         {m_folder + "/none", LSQLSTORE_NO_FOLDER, LSQLSTORE_NO_FOLDER, "mkdir -p"},
         {"/dev/null", LSQLSTORE_NO_FOLDER, LSQLSTORE_NO_FOLDER, "not a folder"},
         {m_folder, LSQLSTORE_NO_STORE, 0, "write the first setting"},
@@ -233,12 +229,13 @@ TEST_F(Failure, DamageIsToldAndEndsNobody)
         writeFile(m_dataFile, whole.substr(0, length).replace(at, bytes.size(), bytes));
         EXPECT_EQ(0, inChild([&, isPage = at >= 8192] {
                       const std::string all = contents();
-                      for (const std::string &row : rows) {
-                          get({"o", row.c_str(), "field"});
-                          set({"o", row.c_str(), "other"}, "w");
-                      }
-                      if (isPage)
+                      if (isPage) {
+                          for (const std::string &row : rows) {
+                              get({"o", row.c_str(), "field"});
+                              set({"o", row.c_str(), "other"}, "w");
+                          }
                           return 0; // it may hold nothing that counts
+                      }
                       EXPECT_THAT(all, HasSubstr("failed: "));
                       EXPECT_EQ(std::nullopt, get(MODEL));
                       EXPECT_EQ(LSQLSTORE_DAMAGED, lastCode());

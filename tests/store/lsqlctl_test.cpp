@@ -15,12 +15,7 @@ using Lsqlctl = StoreTest;
 TEST_F(Lsqlctl, AnswersOnTheCommandLine)
 {
     // In this order, on one store.
-    struct {
-        std::vector<std::string> arguments;
-        int code;
-        std::string out;
-        const char *err;
-    } const cases[] = {
+    const std::tuple<std::vector<std::string>, int, std::string, const char *> cases[] = {
         {{}, 2, "", "a command is missing; lsqlctl --help"},
         {{"frob"}, 2, "", "no command \"frob\""},
         {{"get", "o"}, 2, "", "usage: lsqlctl get OBJECT[/INSTANCE] FIELD"},
@@ -106,10 +101,7 @@ TEST_F(Lsqlctl, LoadsWhatPeopleWrite)
 TEST_F(Lsqlctl, LoadsAllOrNothingAndNamesTheLine)
 {
     ASSERT_EQ(0, set({"o", nullptr, "f"}, "before"));
-    struct {
-        std::string line;
-        const char *problem;
-    } const cases[] = {
+    const std::pair<std::string, const char *> cases[] = {
         {"o f", "too few words"},
         {"o f q=v w x", "too many words"},
         {"\"o\"/i f q=\"v\" x", "a blank is missing behind a closing quote"},

@@ -29,22 +29,12 @@ int set(const Name &name, const std::string &value)
     return code;
 }
 
-int unset(const Name &name)
-{
-    return write({{name, nullptr}});
-}
-
 int write(const std::vector<std::pair<Name, const char *>> &values, unsigned flags, size_t *failed)
 {
     std::vector<lsqlstore_field> fields;
     for (const auto &[name, value] : values)
         fields.push_back({name.object, name.instance, name.qualifierField, name.qualifierValue, name.field, value});
     return lsqlstore_write(fields.data(), fields.size(), flags, failed, nullptr);
-}
-
-int lastCode()
-{
-    return lsqlstore_last_error(nullptr);
 }
 
 std::string lastText()
@@ -99,11 +89,6 @@ void StoreTest::SetUp()
     setenv("LSQLQUERY_DB", m_folder.c_str(), 1);
     unsetenv("LSQLQUERY_MAP_SIZE");
     lsqlstore_set_report(nullptr);
-}
-
-void StoreTest::TearDown()
-{
-    EXPECT_EQ(LSQLSTORE_OK, lsqlstore_close());
 }
 
 void StoreTest::removeStore() const

@@ -30,11 +30,17 @@ std::optional<std::string> get(const Name &name);
 
 // The outcome; the error text goes to lastText(), and both ways of telling it are checked to agree.
 int set(const Name &name, const std::string &value);
-int unset(const Name &name);
 // In one transaction, null to remove; FAILED is set to the number of the one that was refused.
 int write(const std::vector<std::pair<Name, const char *>> &values, unsigned flags = 0, size_t *failed = nullptr);
+inline int unset(const Name &name)
+{
+    return write({{name, nullptr}});
+}
 
-int lastCode();
+inline int lastCode()
+{
+    return lsqlstore_last_error(nullptr);
+}
 std::string lastText();
 
 // All that the store holds, one line per field: object/instance[qfield=qvalue].field=value
@@ -51,7 +57,7 @@ class StoreTest : public testing::Test
 {
 protected:
     void SetUp() override;
-    void TearDown() override;
+    void TearDown() override { EXPECT_EQ(LSQLSTORE_OK, lsqlstore_close()); }
     void removeStore() const; // as rm would, also while it is open
 
     const TemporaryFolder m_temporary{};

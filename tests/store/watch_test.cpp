@@ -3,7 +3,6 @@
 // Changes reach those who watch: each one, in order, at once.
 #include "tests/store/store_fixture.h"
 
-#include <algorithm>
 #include <poll.h>
 
 namespace
@@ -29,17 +28,12 @@ protected:
         return outcome == LSQLSTORE_WATCH_ERROR ? all + "error: " + lastText() : all;
     }
 
-    bool isReadable(int ms)
-    {
-        pollfd descriptor = {lsqlstore_watch_fd(m_watch.get()), POLLIN, 0};
-        return poll(&descriptor, 1, ms) == 1;
-    }
-
     // Wait for changes to come, from another process perhaps.
     std::string nextChanges()
     {
         std::string all;
-        EXPECT_TRUE(eventually([&] { return isReadable(0) && !(all = changes()).empty(); }));
+        pollfd descriptor = {lsqlstore_watch_fd(m_watch.get()), POLLIN, 0};
+        EXPECT_TRUE(eventually([&] { return poll(&descriptor, 1, 0) == 1 && !(all = changes()).empty(); }));
         return all;
     }
 
@@ -67,20 +61,16 @@ TEST_F(Watch, TellsWithin50Milliseconds)
 {
     ASSERT_EQ(0, set(MODEL, "before"));
     open();
-    std::vector<double> times;
+    int late = 0;
     for (int i = 0; i < 21; i++) {
-        while (isReadable(30))
-            EXPECT_EQ("", changes());
         // The child's end comes after the write was acknowledged, and most of what is measured is the child's life.
         const auto start = std::chrono::steady_clock::now();
         const pid_t child = startChild([] { return set(MODEL, "same"); });
         EXPECT_EQ("system.model=same\n", nextChanges());
-        const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
-        times.push_back(taken.count());
+        late += std::chrono::steady_clock::now() - start > std::chrono::milliseconds(isEmulatedHere() ? 5000 : 50);
         EXPECT_EQ(0, waitFor(child));
     }
-    std::nth_element(times.begin(), times.begin() + 10, times.end());
-    EXPECT_LT(times[10], isEmulatedHere() ? 5000 : 50); // the median: others use the machine, too
+    EXPECT_LE(late, 10) << "not the median: others use the machine, too";
 }
 
 TEST_F(Watch, SaysWhenChangesWereLost)

@@ -97,8 +97,7 @@ int execute(std::vector<std::string> words)
 MemoryFile::MemoryFile(const std::string &strContent)
     : m_iFile(check(memfd_create("test", MFD_CLOEXEC), "memfd_create"))
 {
-    if (pwrite(m_iFile, strContent.data(), strContent.size(), 0) != static_cast<ssize_t>(strContent.size()))
-        throw std::runtime_error("cannot write to memory");
+    writeFile("/proc/self/fd/" + std::to_string(m_iFile), strContent);
 }
 
 MemoryFile::~MemoryFile()
@@ -106,13 +105,10 @@ MemoryFile::~MemoryFile()
     close(m_iFile);
 }
 
-// By position: who writes shares the file's offset.
+// Opened anew: who writes shares the descriptor's offset.
 std::string MemoryFile::content() const
 {
-    const auto uSize = std::filesystem::file_size("/proc/self/fd/" + std::to_string(m_iFile));
-    std::string strText(static_cast<size_t>(uSize), '\0');
-    EXPECT_EQ(pread(m_iFile, strText.data(), strText.size(), 0), static_cast<ssize_t>(strText.size()));
-    return strText;
+    return readFile("/proc/self/fd/" + std::to_string(m_iFile));
 }
 
 Result capture(const Body &body, const std::string &strInput)
