@@ -112,6 +112,7 @@ TEST_F(Lsqlctl, LoadsAllOrNothingAndNamesTheLine)
         {"o f \"a\\x00b\"", "unknown escape"},
         {"o f a\"b", "middle of a word"},
         {std::string("o f \0", 5) + "v", "NUL byte"},
+        {"o/ f v", "the instance is empty"},
         {"new g v", "given twice"},
     };
     for (const auto &[line, problem] : cases) {
