@@ -98,7 +98,7 @@ uint16_t replyLength(const RequestEntry &entry)
 
 using ProtocolPageStore = StoreTest;
 
-TEST_F(ProtocolPageStore, ListsEveryOperationWithPasswordAndReplyLength)
+TEST_F(ProtocolPageStore, DescribesEveryOperationAndListsItsPasswordAndReplyLength)
 {
     g_fakeStore.values["management interface"] = "brtrunk";
     Layouts records = declaredRecords();
@@ -110,20 +110,16 @@ TEST_F(ProtocolPageStore, ListsEveryOperationWithPasswordAndReplyLength)
             EXPECT_EQ(sizeof(message_t) + records[match[3]].first, std::stoul(match[4])) << match[0];
         }
     }
-    for (const RequestEntry *entry = g_ReqFunc; entry->pHandler; entry++)
-        served.emplace_back(entry->uOP_Code, entry->bAuth, replyLength(*entry));
-    EXPECT_EQ(documented, served);
-}
-
-TEST(ProtocolPage, HasASectionForEveryOperation)
-{
-    std::multiset<unsigned long> described, served;
+    std::multiset<int> described, codes;
     for (const auto &heading : allMatches(PAGE, "^### 0x.*$"))
         for (const auto &code : allMatches(heading[0], "0x(\\w{4})"))
-            described.insert(std::stoul(code[1], nullptr, 16));
-    for (const RequestEntry *entry = g_ReqFunc; entry->pHandler; entry++)
-        served.insert(entry->uOP_Code);
-    EXPECT_EQ(described, served);
+            described.insert(std::stoi(code[1], nullptr, 16));
+    for (const RequestEntry *entry = g_ReqFunc; entry->pHandler; entry++) {
+        served.emplace_back(entry->uOP_Code, entry->bAuth, replyLength(*entry));
+        codes.insert(entry->uOP_Code);
+    }
+    EXPECT_EQ(documented, served);
+    EXPECT_EQ(described, codes);
 }
 
 } // namespace
