@@ -6,6 +6,7 @@
 #include <csignal>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,6 +54,17 @@ TEST_F(Failure, NoFolderAndNoStoreAreToldApart)
         EXPECT_EQ(writeCode, set(MODEL, "x"));
     }
     EXPECT_EQ("x", get(MODEL));
+
+    // A relative name counts from where the process has begun.
+    setenv("LSQLQUERY_DB", std::filesystem::relative(m_folder).c_str(), 1);
+    const std::string elsewhere = m_folder + "/so/deep/that/no/name/with/dots/leads/out/of/it";
+    std::filesystem::create_directories(elsewhere);
+    EXPECT_EQ(0, inChild([&] {
+                  EXPECT_EQ("x", get(MODEL));
+                  EXPECT_EQ(0, chdir(elsewhere.c_str()));
+                  return set(MODEL, "y");
+              }));
+    EXPECT_EQ("y", get(MODEL));
 }
 
 TEST_F(Failure, AStoreThatAppearsLaterIsFoundAndReportedOnce)
@@ -162,6 +174,56 @@ TEST_F(Failure, FullMapGrowsWhereAnyProcessAsksForMore)
     EXPECT_EQ(0, setWith("4M", "bigger", big + big + big));
     EXPECT_EQ(0, set(numbered(std::to_string(count)), big)) << lastText();
     EXPECT_EQ(big + big + big, get(numbered("bigger"))) << lastText();
+
+    // Too much for the size that a process asks for does not cost it that size.
+    const std::string huge(1000000, 'h');
+    std::vector<std::pair<Name, const char *>> fields;
+    for (const char *name : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l"})
+        fields.push_back({{"o", nullptr, name}, huge.c_str()});
+    setenv("LSQLQUERY_MAP_SIZE", "12M", 1);
+    EXPECT_EQ(0, lsqlstore_close());
+    EXPECT_EQ(LSQLSTORE_FULL, write(fields));
+    fields.resize(3);
+    EXPECT_EQ(0, write(fields)) << lastText();
+}
+
+TEST_F(Failure, NoMemoryForTheMap)
+{
+    ASSERT_EQ(0, set(MODEL, "x"));
+    EXPECT_EQ(0, inChild([] {
+                  setenv("LSQLQUERY_MAP_SIZE", sizeof(void *) == 8 ? "200000000M" : "2047M", 1);
+                  EXPECT_EQ(std::nullopt, get(MODEL));
+                  EXPECT_EQ(LSQLSTORE_NO_MEMORY, lastCode());
+                  EXPECT_EQ(LSQLSTORE_NO_MEMORY, set(MODEL, "y"));
+                  return 0;
+              }));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__) // a sanitizer takes all the address space that there is
+    SKIP_IF_EMULATED("limits");
+    // Another process lets the store grow beyond what this one may have.
+    EXPECT_EQ(0, inChild([] {
+                  EXPECT_EQ("x", get(MODEL));
+                  rlimit limit;
+                  getrlimit(RLIMIT_AS, &limit);
+                  const auto allow = [&](rlim_t bytes) {
+                      limit.rlim_cur = bytes;
+                      EXPECT_EQ(0, setrlimit(RLIMIT_AS, &limit));
+                  };
+                  const rlim_t all = limit.rlim_cur;
+                  allow(std::stoul(readFile("/proc/self/statm")) * static_cast<rlim_t>(getpagesize()) + (32 << 20));
+                  EXPECT_EQ(0, inChild([&] {
+                                allow(all);
+                                setenv("LSQLQUERY_MAP_SIZE", "256M", 1);
+                                for (int i = 0; i < 20; i++)
+                                    EXPECT_EQ(0, set(numbered(std::to_string(i)), std::string(1000000, 'h')));
+                                return 0;
+                            }));
+                  EXPECT_EQ(std::nullopt, get(MODEL));
+                  EXPECT_EQ(LSQLSTORE_NO_MEMORY, lastCode());
+                  allow(all);
+                  EXPECT_EQ("x", get(MODEL));
+                  return 0;
+              }));
+#endif
 }
 
 TEST_F(Failure, MoreReadersThanTheStoreHasRoomFor)
