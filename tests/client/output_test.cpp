@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is chosen of the output, who is meant by a target, and what a trace covers.
-#include "client/operations.h"
-#include "client/target.h"
+// What reaches a terminal or a program: texts, the formats, and what is chosen of the records.
+#include "client/text.h"
 #include "client/writer.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sstream>
 
 using namespace vxpctl;
@@ -13,130 +12,108 @@ using namespace vxpctl;
 namespace
 {
 
-const std::vector<Record> devices{
-    Record::parse(R"({"name": "a,\"b\"", "ip": "10.1.2.10", "dhcp": true, "dns": [], "from": null})"),
-    Record::parse(
-        R"({"name": "c\u001b", "ip": "10.1.2.9", "dhcp": false, "dns": ["1.1.1.1", "2.2.2.2"], "from": "x"})"),
-};
+TEST(Text, NothingReachesATerminalThatItWouldActOn)
+{
+    const struct {
+        const char *pWhat;
+        std::string bytes, valid, shown;
+    } cases[] = {
+        {"letters of 1 to 4 bytes", "a\u00e4\u20ac\U0001F4E1", "a\u00e4\u20ac\U0001F4E1", "a\u00e4\u20ac\U0001F4E1"},
+        {"escape sequence", "\x1b[31mred", "\x1b[31mred", "\\x1b[31mred"},
+        {"line break, tab, DEL", "a\r\n\tb\x7f", "a\r\n\tb\x7f", "a\\x0d\\x0a\\x09b\\x7f"},
+        {"C1 control, as UTF-8", "\u009b", "\u009b", "\\u009b"},
+        {"C1 control, as a byte", "\x9B", "\\x9b", "\\x9b"},
+        {"bidirectional override, isolate", "\u202E\u2066", "\u202E\u2066", "\\u202e\\u2066"},
+        {"zero width, separator, tag", "\u200b\u2028\U000E0041", "\u200b\u2028\U000E0041", "\\u200b\\u2028\\U000e0041"},
+        {"Latin-1", "H\xF6rsaal", "H\\xf6rsaal", "H\\xf6rsaal"},
+        {"overlong, 2 bytes", "\xC0\xAF", "\\xc0\\xaf", "\\xc0\\xaf"},
+        {"overlong, 3 bytes", "\xE0\x80\xAF", "\\xe0\\x80\\xaf", "\\xe0\\x80\\xaf"},
+        {"surrogate", "\xED\xA0\x80", "\\xed\\xa0\\x80", "\\xed\\xa0\\x80"},
+        {"above U+10FFFF", "\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80", "\\xf4\\x90\\x80\\x80"},
+        {"cut in the middle", "a\xE2\x82", "a\\xe2\\x82", "a\\xe2\\x82"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(validUtf8(c.bytes), c.valid) << c.pWhat;
+        EXPECT_EQ(printable(c.bytes), c.shown) << c.pWhat;
+        EXPECT_EQ(printable(c.valid), c.shown) << c.pWhat;
+    }
+}
 
-std::string show(Format format, const Selection &selection, bool listed = false)
+TEST(Text, WidthCountsTerminalColumns)
+{
+    EXPECT_EQ(displayWidth("abc\u00e4"), 4U);
+    if (!knowsCharacterWidths())
+        GTEST_SKIP() << "this host has no C.UTF-8 locale: wide and combining characters are not known";
+    EXPECT_EQ(displayWidth("\u5927\u5385"), 4U);
+    EXPECT_EQ(displayWidth("a\u0308"), 1U);
+}
+
+const Record devices = Record::parse(R"([
+    {"name": "H\u00f6r,\"b\"", "ip": "10.1.2.10", "dhcp": true, "dns": ["1.1.1.1", "2.2.2.2"]},
+    {"name": "\u001b[2J", "ip": "10.1.2.9", "dhcp": false, "dns": []},
+    {"name": "", "ip": null, "dhcp": null, "dns": ["1.1.1.1"]}])");
+const View table{"show", {{"NAME", "name", 9}, {"Address", "ip"}, {"DHCP", "dhcp"}}};
+const Error error{"no_device", "nothing on \xFF\x1b", "look again"};
+
+std::string show(Format format, const Selection &selection = {}, const View &view = table,
+                 const std::vector<Error> &errors = {})
 {
     std::ostringstream out, err;
-    const View view{"show", listed ? std::vector<Column>{} : std::vector<Column>{{"NAME", "name"}, {"IP", "ip"}}};
     const auto writer = makeWriter(format, view, selection, out, err);
     for (const Record &record : devices)
         writer->device(record);
+    for (const Error &one : errors)
+        writer->error(one);
     const ExitCode code = writer->finish();
     return out.str() + err.str() + (code == ExitCode::done ? "" : "exit " + std::to_string(static_cast<int>(code)));
 }
 
-TEST(Output, FormatsFieldsAndOrder)
+TEST(Writer, TablesAreAlignedByWhatIsSeen)
 {
-    const struct {
-        const char *pWhat;
-        Format format;
-        Selection selection;
-        bool listed;
-        const char *pShown;
-    } cases[] = {
-        {"all columns",
-         Format::wide,
-         {},
-         false,
-         "NAME   IP         DHCP  DNS              FROM\n"
-         "a,\"b\"  10.1.2.10  on    -                -\n"
-         "c\\x1b  10.1.2.9   off   1.1.1.1,2.2.2.2  x\n"},
-        {"CSV",
-         Format::csv,
-         {},
-         false,
-         "name,ip,dhcp,dns,from\r\n\"a,\"\"b\"\"\",10.1.2.10,true,,\r\nc\\x1b,10.1.2.9,false,\"1.1.1.1,2.2.2.2\","
-         "x\r\n"},
-        {"bare values, addresses by their octets",
-         Format::value,
-         {{"ip", "dhcp"}, "ip"},
-         false,
-         "10.1.2.9\tfalse\n10.1.2.10\ttrue\n"},
-        {"the other way round", Format::value, {{"ip"}, "-ip"}, false, "10.1.2.10\n10.1.2.9\n"},
-        {"names and values",
-         Format::table,
-         {{"ip", "from"}, ""},
-         false,
-         "IP         FROM\n10.1.2.10  -\n10.1.2.9   x\n"},
-        {"a field that is not there",
-         Format::value,
-         {{"colour"}, ""},
-         false,
-         "\n\nvxpctl: no record has a field 'colour'\n  hint: the fields are dhcp, dns, from, ip, name\nexit 2"},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(show(c.format, c.selection, c.listed), c.pShown) << c.pWhat;
-    EXPECT_EQ(show(Format::table, {}, true).substr(0, 29), "name  a,\"b\"\nip    10.1.2.10\nd");
-    EXPECT_EQ(Record::parse(show(Format::json, {{"ip"}, "ip"}))["devices"],
-              Record::parse(R"([{"ip": "10.1.2.9"}, {"ip": "10.1.2.10"}])"));
+    EXPECT_EQ(show(Format::wide, {}, table, {error}), "NAME       Address    DHCP  DNS\n"
+                                                      "H\u00f6r,\"b\"    10.1.2.10  on    1.1.1.1,2.2.2.2\n"
+                                                      "\\x1b[2J    10.1.2.9   off   -\n"
+                                                      "-          -          -     1.1.1.1\n"
+                                                      "vxpctl: nothing on \\xff\\x1b\n  hint: look again\n");
+    EXPECT_EQ(show(Format::table, {}, {"watch", table.columns, true}), "NAME       Address  DHCP\n"
+                                                                       "H\u00f6r,\"b\"    10.1.2.10  on\n"
+                                                                       "\\x1b[2J    10.1.2.9  off\n"
+                                                                       "-          -  -\n");
+    EXPECT_EQ(show(Format::table, {{"ip", "dns"}, "-dns"}), "Address    DNS\n"
+                                                            "10.1.2.10  1.1.1.1,2.2.2.2\n"
+                                                            "-          1.1.1.1\n"
+                                                            "10.1.2.9   -\n");
+    EXPECT_THAT(show(Format::table, {}, {"show", {}}),
+                testing::StartsWith("name  H\u00f6r,\"b\"\nip    10.1.2.10\ndhcp  on\n"));
 }
 
-TEST(Target, FormTellsWhatIsMeant)
+TEST(Writer, BareValuesAreInTheOrderAskedFor)
 {
-    const struct {
-        const char *pText, *pMeant; // null: refused
-    } cases[] = {
-        {"02:4B:65:73:74:01", "mac=02:4b:65:73:74:01"},
-        {"02-4b-65-73-74-01", "mac=02:4b:65:73:74:01"},
-        {"02:4b-65:73:74:01", "name=02:4b-65:73:74:01"},
-        {"10.1.2.3", "ip=10.1.2.3"},
-        {"name:10.1.2.3", "name=10.1.2.3"},
-        {"10.1.2", "name=10.1.2"},
-        {"Front desk", "name=Front desk"},
-        {"mac:10.1.2.3", nullptr},
-        {"ip:Lobby", nullptr},
-        {"name:", nullptr},
-        {"", nullptr},
-    };
-    for (const auto &c : cases) {
-        try {
-            const Target target = parseTarget(c.pText);
-            EXPECT_EQ(target.field + "=" + target.value, c.pMeant ? c.pMeant : "a refusal") << c.pText;
-        } catch (const Failure &failure) {
-            EXPECT_EQ(c.pMeant, nullptr) << c.pText;
-            EXPECT_EQ(failure.exitCode(), ExitCode::usage);
-        }
-    }
+    EXPECT_EQ(show(Format::csv), "name,ip,dhcp,dns\r\n"
+                                 "\"H\u00f6r,\"\"b\"\"\",10.1.2.10,true,\"1.1.1.1,2.2.2.2\"\r\n"
+                                 "\\x1b[2J,10.1.2.9,false,\r\n"
+                                 ",,,1.1.1.1\r\n");
+    EXPECT_EQ(show(Format::value, {{"ip", "dhcp"}, "ip"}), "\t\n10.1.2.9\tfalse\n10.1.2.10\ttrue\n");
+    EXPECT_EQ(show(Format::value, {{"ip"}, "-ip"}), "10.1.2.10\n10.1.2.9\n\n");
+    EXPECT_EQ(show(Format::value, {{"colour"}, ""}), "\n\n\nvxpctl: no record has a field 'colour'\n"
+                                                     "  hint: the fields are dhcp, dns, ip, name\nexit 2");
 }
 
-// Every byte is a letter, so each that is still one afterwards is shown.
-TEST(Trace, SecretFieldsAreCoveredWhateverTheirLength)
+TEST(Writer, JSONHasOneShapeAndNothingThatATerminalActsOn)
 {
-    const struct {
-        const char *pWhat;
-        std::uint8_t first, second; // of the operation
-        bool reply;
-        std::size_t size;                                      // of the body
-        std::vector<std::pair<std::size_t, std::size_t>> gaps; // body bytes from, to, that are covered
-    } cases[] = {
-        {"any credentials", 0xA3, 0, false, 128, {{64, 128}}},
-        {"a new password", 0xA4, 0, false, 256, {{64, 128}, {192, 256}}},
-        {"DDNS, set", 0xA7, 0, false, 452, {{64, 128}, {128 + 196, 128 + 260}}},
-        {"DDNS, get", 0xA6, 0, true, 525, {{196, 260}}},
-        {"communities", 0xD4, 0, false, 65, {{1, 65}}},
-        {"wireless keys", 0xD8, 0, true, 451, {{3, 451}}},
-        {"cut off", 0xD4, 0, false, 20, {{1, 20}}},
-        {"no secret", 0xA1, 0, true, 483, {}},
-    };
-    for (const auto &c : cases) {
-        std::vector<std::uint8_t> frame(22 + c.size, 'A');
-        frame[0] = c.reply ? 0xEE : 0xFD;
-        frame[1] = c.reply ? 0xFE : 0xFD;
-        frame[4] = c.first;
-        frame[5] = c.second;
-        std::vector<std::uint8_t> expected = frame;
-        for (const auto &[from, to] : c.gaps)
-            std::fill(expected.begin() + 22 + static_cast<long>(from), expected.begin() + 22 + static_cast<long>(to),
-                      0);
-        auto covered = withoutSecrets(frame);
-        std::replace(covered.begin() + 22, covered.end(), std::uint8_t{'*'}, std::uint8_t{0});
-        EXPECT_EQ(covered, expected) << c.pWhat;
-    }
+    EXPECT_EQ(Record::parse(show(Format::json, {{"ip"}, "ip"}, table, {error})), Record::parse(R"({
+        "schema": "vxpctl/1", "command": "show", "devices": [{"ip": null}, {"ip": "10.1.2.9"}, {"ip": "10.1.2.10"}],
+        "errors": [{"code": "no_device", "message": "nothing on \\xff\u001b", "hint": "look again", "device": null}]})"));
+    EXPECT_EQ(show(Format::jsonl, {{"name"}, ""}, table, {error}),
+              R"({"schema":"vxpctl/1","command":"show","device":{"name":"H\u00f6r,\"b\""}})"
+              "\n"
+              R"({"schema":"vxpctl/1","command":"show","device":{"name":"\u001b[2J"}})"
+              "\n"
+              R"({"schema":"vxpctl/1","command":"show","device":{"name":""}})"
+              "\n"
+              R"({"schema":"vxpctl/1","command":"show","error":{"code":"no_device","message":"nothing on \\xff\u001b",)"
+              R"("hint":"look again","device":null}})"
+              "\n");
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Where devices are looked for, which are meant, and how long they are waited for.
 #include "client/failure.h"
 #include "client/survey.h"
+#include "client/target.h"
 
 #include <gtest/gtest.h>
 #include <net/if.h>
@@ -38,6 +41,25 @@ TEST(Survey, InterfacesAreChosenByNameOrByUse)
     EXPECT_EQ(chosen(host, {"lo"}), "interface_unusable");
     EXPECT_EQ(chosen(host, {"tun0"}), "interface_unusable");
     EXPECT_EQ(chosen({host[0]}, {}), "no_interface");
+}
+
+TEST(Target, FormTellsWhatIsMeant)
+{
+    const std::pair<const char *, const char *> cases[] = {
+        {"02:4B:65:73:74:01", "mac=02:4b:65:73:74:01"},
+        {"02-4b-65-73-74-01", "mac=02:4b:65:73:74:01"},
+        {"02:4b-65:73:74:01", "name=02:4b-65:73:74:01"},
+        {"10.1.2.3", "ip=10.1.2.3"},
+        {"name:10.1.2.3", "name=10.1.2.3"},
+        {"10.1.2", "name=10.1.2"},
+        {"Front desk", "name=Front desk"},
+    };
+    for (const auto &[pText, pMeant] : cases) {
+        const Target target = parseTarget(pText);
+        EXPECT_EQ(target.field + "=" + target.value, pMeant) << pText;
+    }
+    for (const char *pText : {"mac:10.1.2.3", "ip:Lobby", "name:", ""})
+        EXPECT_THROW(parseTarget(pText), Failure) << pText;
 }
 
 TEST(Survey, TriesSpreadOverTheTimeWithGrowingGaps)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 using namespace vxpctl;
+using namespace std::string_literals;
 
 namespace
 {
@@ -41,37 +42,24 @@ TEST(BackupFile, TellsWhichSettingsDifferAndNotTheirValues)
 
 TEST(Servers, TakeOnlyWhatDevicesCanUse)
 {
-    const struct {
-        const char *pServer;
-        std::string name;
-        bool isGood;
-    } cases[] = {
-        {"192.168.0.9", "image-4.2.0_b.bin", true},
-        {"192.168.0.9", std::string(64, 'x'), true},
-        {"192.168.0.9", std::string(65, 'x'), false}, // cut off in a device's command line
-        {"192.168.0.9", "", false},
-        {"192.168.0.9", "folder/image", false}, // saved as "image", and looked for as this
-        {"192.168.0.9", "-O", false},
-        {"192.168.0.9", "image;reboot", false},
-        {"192.168.0.9", "image name", false},
-        {"192.168.0.9", "$(reboot)", false},
-        {"192.168.0.9", "image\nreboot", false},
-        {"2001:db8::9", "image", false},
-        {"server.example", "image", false},
-        {"192.168.0.9:8080", "image", false},
-    };
-    for (const auto &[pServer, name, isGood] : cases) {
+    const auto url = [](const std::string &server, const std::string &name) {
         Options options;
-        options.values = {{"--server", pServer}, {"--name", name}};
+        options.values = {{"--server", server}, {"--name", name}};
         try {
-            const Servers servers(options, Protocol::http);
-            EXPECT_TRUE(isGood) << pServer << ' ' << name;
-            EXPECT_EQ(servers.elsewhere().url(), "http://192.168.0.9/" + name);
+            return Servers(options, Protocol::http).elsewhere().url();
         } catch (const Failure &failure) {
-            EXPECT_FALSE(isGood) << failure.what();
-            EXPECT_EQ(failure.exitCode(), ExitCode::usage);
+            return failure.exitCode() == ExitCode::usage ? "usage"s : failure.what();
         }
-    }
+    };
+    const std::string longest(64, 'x'); // or it is cut off in a device's command line
+    for (const std::string &name : {"image-4.2.0_b.bin"s, longest})
+        EXPECT_EQ(url("192.168.0.9", name), "http://192.168.0.9/" + name);
+    // "folder/image" would be saved as "image", and looked for as this.
+    for (const std::string &name :
+         {longest + "x", ""s, "folder/image"s, "-O"s, "image;reboot"s, "image name"s, "$(reboot)"s, "image\nreboot"s})
+        EXPECT_EQ(url("192.168.0.9", name), "usage") << name;
+    for (const char *pServer : {"2001:db8::9", "server.example", "192.168.0.9:8080"})
+        EXPECT_EQ(url(pServer, "image"), "usage") << pServer;
 }
 
 } // namespace

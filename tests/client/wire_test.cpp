@@ -26,38 +26,6 @@ TEST(Wire, BroadcastRequestByteByByte)
     EXPECT_EQ(Frame(bytes.begin(), bytes.end()), request);
 }
 
-TEST(Wire, OnlyTheAnswerToTheRequestCounts)
-{
-    const struct {
-        const char *pWhat;
-        std::size_t offset;
-        std::uint8_t value;
-        std::size_t size;
-        Verdict verdict;
-    } cases[] = {
-        {"as it should be", 1, 0xFE, 505, Verdict::wanted},
-        {"more than the body", 1, 0xFE, 1400, Verdict::wanted},
-        {"a request", 1, 0xFD, 505, Verdict::otherKind},
-        {"another tag, low byte", 2, 0x35, 505, Verdict::otherRequest},
-        {"another tag, high byte", 3, 0x13, 505, Verdict::otherRequest},
-        {"another operation", 4, 0xD0, 505, Verdict::otherRequest},
-        {"not supported", 16, 0x03, 505, Verdict::refused},
-        {"one byte of the body missing", 1, 0xFE, 504, Verdict::tooShort},
-        {"not even a header", 1, 0xFE, 21, Verdict::tooShort},
-        {"nothing at all", 1, 0xFE, 0, Verdict::tooShort},
-    };
-    for (const auto &c : cases) {
-        Frame frame = discoverReply(request, "Hall");
-        frame[c.offset] = c.value;
-        frame.resize(c.size);
-        EXPECT_EQ(judgeReply(frame, 0x00A1, 0x1234, 483), c.verdict) << c.pWhat;
-    }
-    Frame frame = announcement("Hall");
-    EXPECT_EQ(judgeAnnouncement(frame, 295), Verdict::wanted);
-    EXPECT_EQ(judgeAnnouncement(Bytes(frame).first(316), 295), Verdict::tooShort);
-    EXPECT_EQ(judgeAnnouncement(request, 295), Verdict::otherKind);
-}
-
 TEST(Wire, DiscoveryReplyFieldByField)
 {
     Frame frame = discoverReply(request, "Hall \xC3\x84");
