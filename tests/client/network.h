@@ -19,7 +19,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <list>
 #include <poll.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -48,36 +47,6 @@ inline void broadcast(const FileDescriptor &socket, const Frame &frame, std::uin
     sendto(socket.get(), frame.data(), frame.size(), 0, reinterpret_cast<const sockaddr *>(&everyone), sizeof everyone);
 }
 
-// Broadcasts what the devices of one segment answer to each request.
-class Responder
-{
-public:
-    using Answers = std::function<std::vector<Frame>(const Frame &request)>;
-    Responder(int socket, Answers answers)
-        : m_socket(socket), m_answers(std::move(answers)), m_thread([this](std::stop_token stop) { serve(stop); })
-    {
-    }
-
-private:
-    void serve(std::stop_token stop)
-    {
-        while (!stop.stop_requested()) {
-            pollfd watched{m_socket.get(), POLLIN, 0};
-            Frame request(4096);
-            if (poll(&watched, 1, 20) != 1)
-                continue;
-            const ssize_t size = recv(m_socket.get(), request.data(), request.size(), MSG_DONTWAIT);
-            request.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-            for (const Frame &frame : m_answers(request))
-                broadcast(m_socket, frame, 62992);
-        }
-    }
-
-    FileDescriptor m_socket;
-    Answers m_answers;
-    std::jthread m_thread;
-};
-
 class NetworkTest : public testing::Test
 {
 protected:
@@ -105,9 +74,22 @@ protected:
         });
         ASSERT_TRUE(eventually(bothHaveLink));
     }
-    void respond(const std::string &interface, Responder::Answers answers)
+    // Broadcasts what the devices of one segment answer to each request.
+    void respond(const std::string &interface, std::function<std::vector<Frame>(const Frame &request)> answers)
     {
-        m_responders.emplace_back(deviceSocket(interface), std::move(answers));
+        const auto serve = [fd = deviceSocket(interface), answers = std::move(answers)](const std::stop_token &stop) {
+            const FileDescriptor socket(fd);
+            while (!stop.stop_requested()) {
+                pollfd watched{fd, POLLIN, 0};
+                if (poll(&watched, 1, 20) != 1)
+                    continue;
+                Frame request(4096);
+                request.resize(static_cast<std::size_t>(std::max<ssize_t>(recv(fd, request.data(), 4096, 0), 0)));
+                for (const Frame &frame : answers(request))
+                    broadcast(socket, frame, 62992);
+            }
+        };
+        m_segments.emplace_back(serve);
     }
     // The devices of one segment, which all answer discovery.
     void respond(const std::string &interface, const std::vector<std::string> &names)
@@ -177,7 +159,7 @@ private:
     TemporaryFolder m_cache;
     std::vector<std::string> m_printed;                   // as JSON
     std::unique_ptr<FileDescriptor> m_devices, m_manager; // namespaces
-    std::list<Responder> m_responders;
+    std::vector<std::jthread> m_segments;
 };
 
 #endif

@@ -31,9 +31,6 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
     std::atomic<int> requests = 0;
     respond("ap0", [&](const Frame &request) {
         requests++;
-        const Frame expected{0xFD, 0xFD, request[2], request[3], 0xA1, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                             0xFF, 0,    0,          0,          0,    0, 0,    2,    0,    0,    0};
-        EXPECT_EQ(request, expected);
         return std::vector<Frame>{discoverReply(request, "Hall"), discoverReply(request, "Attic")};
     });
     respond("ap1", {"Hall", "Yard"}); // one device of the first segment has a foot in this one
@@ -64,11 +61,10 @@ TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
         std::string text;
         const Record errors = Record::parse(program.out())["errors"];
         for (const Record &error : errors)
-            text += error["code"].get<std::string>() + " " +
-                    (error["device"].is_null() ? "" : error["device"].get<std::string>()) + "; ";
+            text += error["code"].get<std::string>() + " " + error["device"].dump() + "; ";
         return text;
     };
-    const std::string conflict = "address_conflict ; ", missing = "not_answered 02:11:22:33:44:59; ";
+    const std::string conflict = "address_conflict null; ", missing = "not_answered \"02:11:22:33:44:59\"; ";
     EXPECT_EQ(discover(), conflict);
     const auto timeOf = [&](const std::vector<std::string> &options) {
         const auto start = std::chrono::steady_clock::now();
@@ -86,47 +82,39 @@ TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
     EXPECT_THAT(people.err(), HasSubstr(" on mgr1, 10.1.2.89"));
     EXPECT_THAT(people.err(), HasSubstr("10.1.2.72 is the address of Attic (02:11:22:33:44:41), Hall ("));
     expectFailure({"forget"}, 2, "usage");
-    expectFailure({"forget", "Lobby"}, 3, "no_device");
     EXPECT_EQ(Vxpctl({"forget", "Yard"}).status(), 0);
     EXPECT_EQ(discover(), conflict);
 }
 
-TEST_F(NetworkTest, CapturesWhatGoesToAndFro)
+TEST_F(NetworkTest, ChoosesInterfacesPrintsATableAndCaptures)
 {
-    respond("ap0", {"Hall"});
+    respond("ap0", {"Hall\x1b]0;owned\x07"});
+    respond("ap1", {"Yard"});
     const TemporaryFolder folder;
     const std::string file = folder.path() + "/talk.pcap";
     Vxpctl program({"discover", "-i", "mgr0", "--timeout", "1", "--tries", "2", "--pcap", file});
     EXPECT_EQ(program.status(), 0);
+    EXPECT_EQ(program.out(), "NAME                  MODEL     ADDRESS    MAC                VERSION  DHCP  INTERFACE\n"
+                             "Hall\\x1b]0;owned\\x07  EAP-2100  10.1.2.72  02:11:22:33:44:48  4.1.0    off   mgr0\n");
+    EXPECT_THAT(program.err(), HasSubstr("1 device answered on 1 interface in 1."));
     Vxpctl decoder({"decode", file, "-o", "value", "-f", "from,from_port,to_port,operation,problem"});
     EXPECT_EQ(decoder.status(), 0);
     const std::string round = "10.1.2.1\t62992\t62976\tdiscover\t\n10.1.2.200\t62976\t62992\tdiscover\t";
     EXPECT_THAT(decoder.out(), HasSubstr(round));
-    Vxpctl refused({"discover", "--pcap", folder.path() + "/no/talk.pcap"});
-    EXPECT_EQ(refused.status(), 1);
-}
-
-TEST_F(NetworkTest, ChoosesInterfacesAndPrintsATable)
-{
-    respond("ap0", {"Hall\x1b]0;owned\x07"});
-    respond("ap1", {"Yard"});
-    Vxpctl program({"discover", "-i", "mgr0", "--timeout", "1"});
-    EXPECT_EQ(program.status(), 0);
-    EXPECT_EQ(program.out(), "NAME                  MODEL     ADDRESS    MAC                VERSION  DHCP  INTERFACE\n"
-                             "Hall\\x1b]0;owned\\x07  EAP-2100  10.1.2.72  02:11:22:33:44:48  4.1.0    off   mgr0\n");
-    EXPECT_THAT(program.err(), HasSubstr("1 device answered on 1 interface in 1."));
 }
 
 TEST_F(NetworkTest, IgnoresWhatDoesNotAnswerItsRequest)
 {
     respond("ap0", [](const Frame &request) {
-        std::vector<Frame> frames(6, discoverReply(request, "Liar"));
+        std::vector<Frame> frames(8, discoverReply(request, "Liar"));
         frames[0][0] = 0xFD;
         frames[1][2]++;
         frames[2][4] = 0xD0;
         frames[3][16] = 3;
         frames[4].resize(504);
         frames[5].resize(0);
+        frames[6][3]++;
+        frames[7].resize(21);
         frames.push_back(Frame(5000, 0xEE));
         frames.push_back(discoverReply(request, "Honest"));
         frames.back().resize(5000, 0xEE);
@@ -136,7 +124,7 @@ TEST_F(NetworkTest, IgnoresWhatDoesNotAnswerItsRequest)
     EXPECT_EQ(program.status(), 0);
     EXPECT_THAT(values(program.out(), "name"), ElementsAre("Honest"));
     for (const char *pLine : {"using mgr1 (no IPv4 address)", "asked on mgr1",
-                              "2 of another kind, 2 for another request, 1 refused, 2 too short"})
+                              "2 of another kind, 3 for another request, 1 refused, 3 too short"})
         EXPECT_THAT(program.err(), HasSubstr(pLine));
 }
 
@@ -152,22 +140,9 @@ TEST_F(NetworkTest, AsksForNeighborRecords)
                              "Yard  WLAN-EAP  AP        10.1.2.89  02:11:22:33:44:59  -        mgr1\n");
 }
 
-TEST_F(NetworkTest, TwoClientsAtOnceBothSeeEverything)
-{
-    respond("ap0", {"Hall"});
-    const std::vector<std::string> arguments{"discover", "--timeout", "1", "-o", "json"};
-    Vxpctl first(arguments), second(arguments);
-    for (Vxpctl *pProgram : {&first, &second}) {
-        EXPECT_EQ(pProgram->status(), 0);
-        EXPECT_THAT(values(pProgram->out(), "name"), ElementsAre("Hall"));
-    }
-}
-
 TEST_F(NetworkTest, SaysWhyThereIsNoResult)
 {
     expectFailure({"discover", "--timeout", "0.1"}, 3, "no_device");
-    expectFailure({"watch", "--timeout", "0.1"}, 3, "no_device");
-    expectFailure({"discover", "-i", "mgr7"}, 8, "interface_not_found");
     expectFailure({"discover", "--tries", "0"}, 2, "usage");
     expectFailure({"watch"}, 2, "usage");
     setenv("XDG_CACHE_HOME", "/proc", 1);
@@ -182,10 +157,6 @@ TEST_F(NetworkTest, SaysWhyThereIsNoResult)
     }
     shell("nft 'add table ip mute; add chain ip mute out { type filter hook output priority 0; policy drop; }'");
     expectFailure({"neighbors", "--timeout", "0.1"}, 8, "send_failed");
-    shell("ip link set mgr1 down");
-    expectFailure({"discover", "-i", "mgr1"}, 8, "interface_down");
-    shell("ip link set mgr0 down");
-    expectFailure({"discover"}, 8, "no_interface");
 }
 
 // What the kernel refuses does not happen on a healthy machine.
@@ -233,7 +204,6 @@ TEST_F(NetworkTest, TellsHowADeviceFails)
     } cases[] = {
         {0, {3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 6, "device_error"},
         {0, {0, 0}, 6, "bad_reply"},
-        {2, {}, 5, "auth_failed"},
         {3, {}, 6, "not_supported"},
     };
     std::atomic<std::size_t> now = 0;
@@ -276,7 +246,12 @@ TEST_F(NetworkTest, WatchPrintsAnnouncementsAsTheyCome)
         one({"watch", "-i", "mgr1", "--count", "1", "-o", "json"});
     ASSERT_TRUE(eventually([&] {
         announce("ap0", announcement("Hall"));
-        announce("ap0", discoverReply(Frame(22), "Liar"));
+        std::vector<Frame> lies(3, announcement("Liar"));
+        lies[0][0] = 0xEE;
+        lies[1][4] = 0xA1;
+        lies[2].resize(316);
+        for (const Frame &lie : lies)
+            announce("ap0", lie);
         announce("ap1", announcement("Yard\x9b"));
         return lines.ended() && one.ended() && people.out().find("Yard") != std::string::npos;
     }));
