@@ -6,14 +6,9 @@
 #include "lab/settings.h"
 #include "lib/strings.h"
 #include "lsqlquery/lsqlstore.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/support/support.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sys/wait.h>
 
 using lab::named;
 using lab::Settings;
@@ -26,31 +21,24 @@ class ToolsTest : public testing::Test
 protected:
     void SetUp() override
     {
-        char folder[] = "/tmp/vxp-tools.XXXXXX";
-        ASSERT_TRUE(mkdtemp(folder));
-        m_folder = folder;
-        setenv("LSQLQUERY_DB", folder, 1);
+        setenv("LSQLQUERY_DB", m_folder.path().c_str(), 1);
         lab::replaceSettings(m_settings);
     }
-    void TearDown() override
-    {
-        lsqlstore_close();
-        std::filesystem::remove_all(m_folder);
-    }
+    void TearDown() override { lsqlstore_close(); }
 
-    std::string path(const char *name) const { return m_folder + "/" + name; }
+    std::string path(const char *name) const { return m_folder.path() + "/" + name; }
 
     // The exit status of a line of shell; what it prints is kept.
     int shell(const std::string &line)
     {
-        const std::string whole = "cd " + m_folder + " && PATH=" VXP_BIN ":$PATH && { " + line + "; } >out 2>&1";
-        const int status = system(whole.c_str());
-        m_output = lab::readFile(path("out"));
-        return WEXITSTATUS(status);
+        const Result result = capture([&] {
+            return execute({"sh", "-c", "cd " + m_folder.path() + " && PATH=" VXP_BIN ":$PATH && " + line});
+        });
+        m_output = result.strOut + result.strErr;
+        return result.iStatus;
     }
-    void write(const char *name, const std::string &text) const { std::ofstream(path(name)) << text; }
 
-    std::string m_folder;
+    const TemporaryFolder m_folder;
     std::string m_output;
     const Settings m_settings{{named("system", "username"), "sysop"},
                               {named("system", "encrypted-password"), "x"},
@@ -81,11 +69,9 @@ TEST_F(ToolsTest, PasswordsAsTheDaemonSendsThemAreAcceptedByIt)
 TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
 {
     ASSERT_EQ(shell("vxptool config-dump one"), 0) << m_output;
-    EXPECT_THAT(lab::readFile(path("one")), testing::StartsWith("# vxp configuration 1\n"));
-    EXPECT_EQ(
-        shell(
-            "tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^\\([0-9a-f]*\\).*/# sha256: \\1/' | cmp - last"),
-        0)
+    EXPECT_THAT(readFile(path("one")), testing::StartsWith("# vxp configuration 1\n"));
+    EXPECT_EQ(shell("tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^/# sha256: /; s/ *-$//' | cmp - last"),
+              0)
         << m_output;
 
     const Settings others{{named("system", "system-name"), "changed"},
@@ -109,14 +95,11 @@ TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
 TEST_F(ToolsTest, BrokenConfigurationFilesChangeNothing)
 {
     ASSERT_EQ(shell("vxptool config-dump good"), 0);
-    const std::string good = lab::readFile(path("good"));
+    const std::string good = readFile(path("good"));
     const std::string body = "# vxp configuration 1\nnot a dump line\n";
     std::string flipped = good;
     flipped[good.size() / 2] ^= 1;
-    const struct {
-        std::string text;
-        const char *problem;
-    } cases[] = {
+    const std::pair<std::string, const char *> cases[] = {
         {"", "not a configuration file"},
         {good.substr(1), "not a configuration file"},
         {"<html>404</html>\n", "not a configuration file"},
@@ -130,7 +113,7 @@ TEST_F(ToolsTest, BrokenConfigurationFilesChangeNothing)
     lab::updateSettings({{named("system", "system-name"), "untouched"}});
     const Settings before = lab::readStore();
     for (const auto &[text, problem] : cases) {
-        write("bad", text);
+        writeFile(path("bad"), text);
         EXPECT_EQ(shell("vxptool config-file validate bad"), 1) << text;
         EXPECT_THAT(m_output, testing::HasSubstr(problem)) << text;
         EXPECT_EQ(shell("vxptool config-file restore bad"), 1) << text;
@@ -144,10 +127,7 @@ TEST_F(ToolsTest, OnlyWholeImagesForThisModelAreValid)
 {
     ASSERT_EQ(shell("vxpimage --model AP-2600 --version 4.2.0 --size 1000 -o good && vxptool flash-validate good"), 0)
         << m_output;
-    const struct {
-        const char *make;
-        const char *problem;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"vxpimage --model AP-9 --version 4.2.0 -o bad", "the image is for AP-9, this is AP-2600"},
         {"{ head -c 500 good; printf X; tail -c +502 good; } >bad", "damaged"},
         {"{ head -c 9 good; printf X; tail -c +11 good; } >bad", "damaged"}, // in the model's name
