@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every operation through client, wire, daemon, store and tool, and back; its success and its main failure.
-#include "tests/support/contract.h"
 #include "tests/support/lab.h"
 
-#include <csignal>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
@@ -21,8 +19,11 @@ struct Outcome {
     std::string strErr;
 };
 
-const char *const fleet = "Lobby AP-2600 4.1.0 192.168.0.50/24 gateway=192.168.0.1\n"
-                          "Hall  AP-2600 4.1.0 10.77.3.9/16    gateway=10.77.0.1\n";
+constexpr const char *fleet = "Lobby AP-2600 4.1.0 192.168.0.50/24 gateway=192.168.0.1\n"
+                              "Hall  AP-2600 4.1.0 10.77.3.9/16    gateway=10.77.0.1\n";
+constexpr const char *files = "umask 077; echo lab >lab; echo kestrel >wrong; echo falcon8 >new; echo 'a\"b' >refused\n"
+                              "printf 'readers\\nwriters\\n' >communities; printf '%033d\\n\\n' 0 >long\n"
+                              "echo 'a key of 20 letters.' >key; echo lab >open; chmod 644 open";
 
 class OperationsTest : public SharedLabTest
 {
@@ -30,31 +31,16 @@ protected:
     static void SetUpTestSuite()
     {
         bringUp({}, fleet);
-        if (!s_lab)
-            return;
-        secretFile("lab", "lab\n");
-        secretFile("wrong", "kestrel\n");
-        secretFile("new", "falcon8\n");
-        secretFile("refused", "a\"b\n");
-        secretFile("communities", "readers\nwriters\n");
-        secretFile("long", std::string(33, 'x') + "\n\n");
-        secretFile("key", "a key of 20 letters.\n");
-    }
-    static void secretFile(const std::string &strName, const std::string &strContent, mode_t mode = 0600)
-    {
-        const std::string strPath = s_lab->folder() + "/" + strName;
-        writeFile(strPath, strContent);
-        ASSERT_EQ(chmod(strPath.c_str(), mode), 0);
+        if (s_lab) {
+            ASSERT_EQ(s_lab->shell("cd " + s_lab->folder() + "\n" + files).iStatus, 0);
+        }
     }
 
     // vxpctl as an administrator types it, in the folder of the files above.
-    static std::string line(const std::string &strArguments)
-    {
-        return "cd " + s_lab->folder() + " && VXPCTL_PASSWORD=${VXPCTL_PASSWORD-lab} exec vxpctl " + strArguments;
-    }
     static Outcome run(const std::string &strArguments)
     {
-        const Result result = s_lab->run({"sh", "-c", line(strArguments) + " -o json"});
+        const Result result = s_lab->run(
+            {"sh", "-c", "cd " + s_lab->folder() + " && VXPCTL_PASSWORD=lab exec vxpctl " + strArguments + " -o json"});
         return {result.iStatus, json::parse(result.strOut, nullptr, false), result.strErr};
     }
     static json at(const Outcome &outcome, const std::string &strPointer)
@@ -94,12 +80,10 @@ TEST_F(OperationsTest, DoWhatTheySay)
     }
     expect({
         {"discover", 0, "/devices/1/name", "Lobby"},
-        {"discover", 0, "/devices/0/ip", "10.77.3.9"},
         {"neighbors", 0, "/devices/1/mac", "02:00:00:00:00:01"},
         {"show Lobby", 0, "/devices/0/model", "AP-2600"},
         {"show 02-00-00-00-00-02", 0, "/devices/0/name", "Hall"},
         {"show ip:10.77.3.9 Lobby", 0, "/devices/0/version", "4.1.0"},
-        {"show --all", 0, "/devices/1/mac", "02:00:00:00:00:01"},
         {"status Hall", 0, "/devices/0/link_local", false},
         {"functions Lobby", 0, "/devices/0/functions/6/name", "commit settings"},
         {"password check --all", 0, "/devices/1/administrator", true},
@@ -140,7 +124,6 @@ TEST_F(OperationsTest, DoWhatTheySay)
 
 TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
 {
-    secretFile("open", "lab\n", 0644);
     s_lab->set("Hall", "config status", "saving");
     s_lab->set("Hall", "interface/wlan0 security", "wpa-personal");
     s_lab->set("Hall", "interface/wlan0 wpa-personal-key", std::string(64, 'k'));
@@ -151,12 +134,10 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
         {"show nobody --timeout 0.5", 3, error, "no_device"},
         {"show Lobby nobody", 7, error, "no_device"},
         {"show Lobby -f serial,colour", 2, error, "unknown_field"},
-        {"discover -i segment0", 8, error, "interface_not_found"},
         {"discover -i lo", 8, error, "interface_unusable"},
         {"status Lobby --password-file wrong", 5, error, "auth_failed"},
         {"status Lobby --password-file open", 2, error, "secret_unusable"},
         {"functions Lobby --password-file wrong", 5, error, "auth_failed"},
-        {"network get nobody --timeout 0.5", 3, error, "no_device"},
         {"network set Lobby", 2, error, "usage"},
         {"network set Lobby --ip 192.168.77", 2, error, "usage"},
         {"network set Lobby --dhcp on --ip 192.168.77.11", 2, error, "usage"},
@@ -180,7 +161,6 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
         {"reset Lobby --yes --password-file wrong", 5, error, "auth_failed"},
         {"reboot Lobby --dry-run --yes", 0, result, "not sent"},
         {"watch --timeout 0.1", 3, error, "no_device"},
-        {"decode wrong", 1, error, "capture_unreadable"},
         {"upgrade Lobby --file nothing --yes", 2, error, "unreadable"},
         {"backup Lobby --to /proc/backup", 1, error, "cannot_write"},
         {"backup Hall --to backup", 6, error, "busy"},
@@ -192,11 +172,9 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
     s_lab->set("Hall", "system system-name", "Hall");
 
     // The device hears all, and of its answers the short ones are lost.
-    ASSERT_EQ(s_lab
-                  ->run({"nft", "add table netdev deaf; add chain netdev deaf in { type filter hook ingress device ap1 "
-                                "priority 0; }; add rule netdev deaf in udp length < 400 drop"})
-                  .iStatus,
-              0);
+    const Result deaf = s_lab->run({"nft", "add table netdev deaf; add chain netdev deaf in { type filter hook ingress "
+                                           "device ap1 priority 0; }; add rule netdev deaf in udp length < 400 drop"});
+    ASSERT_EQ(deaf.iStatus, 0) << deaf.strErr;
     expect({{"save --all --timeout 1", 7, error, "no_answer"},
             {"snmp set Lobby --state off --communities-file communities --timeout 1", 4, error, "no_answer"},
             {"reboot Lobby --yes --timeout 1", 4, error, "no_answer"}});
@@ -205,20 +183,17 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
 
 TEST_F(OperationsTest, ARebootKeepsWhatWasSavedAndAResetTheAddress)
 {
-    Program watch = s_lab->start({"run", "vxpctl", "watch", "-o", "jsonl"});
     expect({
         {"network set Hall --name Saved", 0, result, "verified"},
         {"save Saved", 0, result, "accepted"},
         {"network set Saved --name Lost", 0, result, "verified"},
         {"reboot Lost --yes", 0, "/devices/0/name", "Saved"},
-        {"network set Saved --ip 10.77.3.10 --yes", 0, "/devices/0/dhcp", false},
+        {"network set Saved --ip 10.77.3.10 --mask 255.255.240.0 --gateway 10.77.0.2 --yes", 0, result, "verified"},
         {"reset Saved --keep-address --yes", 0, "/devices/0/ip", "10.77.3.10"},
+        {"show Hall", 0, "/devices/0/mask", "255.255.240.0"},
+        {"show Hall", 0, "/devices/0/gateway", "10.77.0.2"},
         {"reset Hall --yes", 0, "/devices/0/ip", "10.77.3.9"},
     });
-    EXPECT_TRUE(eventually([&] { return watch.out().find("\"mac\":\"02:00:00:00:00:02\"") != std::string::npos; }));
-    watch.signal(SIGINT);
-    EXPECT_EQ(watch.status(), 130) << watch.err();
-    EXPECT_EQ(contractProblems({watch.out()}), "");
 
     // A manager that is stuck does not see the wish for a restart.
     const std::string strDaemon = s_lab->daemon("Hall");
@@ -239,22 +214,19 @@ TEST_F(OperationsTest, ARebootKeepsWhatWasSavedAndAResetTheAddress)
 
 TEST_F(OperationsTest, SecretsAreShownNowhereAndADryRunSendsNothing)
 {
-    const char *const secrets[] = {"kestrel", "a2VzdHJlbA", "20 letters", "readers", "writers"};
     const std::pair<const char *, const char *> talks[] = {
         {"status Lobby --password-file wrong", "query network status"},
         {"wireless set Lobby --network 0 --security wpa2-personal --key-file key", "set wireless networks"},
         {"snmp set Lobby --state on --communities-file communities", "set SNMP"}};
-    std::string strShown;
     for (const auto &[pArguments, pOperation] : talks) {
         const Outcome outcome = run(std::string(pArguments) + " --trace --pcap talk.pcap");
-        EXPECT_THAT(outcome.strErr, HasSubstr(pOperation));
-        const Outcome decoded = run("decode talk.pcap");
-        EXPECT_THAT(decoded.envelope["devices"].dump(), HasSubstr(pOperation));
-        strShown += outcome.strErr + outcome.envelope.dump() + readFile(s_lab->folder() + "/talk.pcap") +
-                    decoded.envelope.dump();
+        const std::string strTrace = outcome.strErr, strDecoded = run("decode talk.pcap").envelope.dump();
+        EXPECT_THAT(strTrace, HasSubstr(pOperation));
+        EXPECT_THAT(strDecoded, HasSubstr(pOperation));
+        for (const char *pSecret : {"kestrel", "a2VzdHJlbA", "20 letters", "readers", "writers"})
+            EXPECT_THAT(strTrace + strDecoded + outcome.envelope.dump() + readFile(s_lab->folder() + "/talk.pcap"),
+                        Not(HasSubstr(pSecret)));
     }
-    for (const char *pSecret : secrets)
-        EXPECT_THAT(strShown, Not(HasSubstr(pSecret)));
 
     const Outcome outcome = run("network set Lobby --name Elsewhere --dry-run");
     EXPECT_EQ(outcome.iExit, 0);
