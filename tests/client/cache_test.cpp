@@ -37,31 +37,32 @@ TEST_F(Cache, DamageCountsAsEmptyAndIsRepaired)
 {
     const std::string entry =
         R"({"mac": "02:00:00:00:00:01", "ip": null, "name": "n", "seen": 4000000000, "networks": ["e"]})";
-    const auto file = [](const std::string &entries) {
-        return R"({"schema": "vxpctl-devices/1", "devices": [)" + entries + "]}";
+    const auto with = [&entry](const std::string &value, const char *pOther) {
+        return std::string(entry).replace(entry.find(value), value.size(), pOther);
     };
-    const struct {
-        std::string content;
-        std::size_t devices;
-    } cases[] = {
+    const auto file = [](const std::string &entries, int version = 1) {
+        return R"({"schema": "vxpctl-devices/)" + std::to_string(version) + R"(", "devices": [)" + entries + "]}";
+    };
+    const std::pair<std::string, std::size_t> cases[] = {
         {file(entry), 1},
         {"", 0},
         {"\x80{", 0},
         {"[]", 0},
         {R"({"schema": "vxpctl-devices/1"})", 0},
-        {R"({"schema": "vxpctl-devices/2", "devices": []})", 0},
+        {file(entry, 2), 0},
         {file(entry).substr(0, 100), 0},
         {file("7, null, {}, {\"mac\": 7}, " + entry), 1},
-        {file(R"({"mac": "02:00", "ip": null, "name": "n", "seen": 4000000000, "networks": []})"), 0},
-        {file(R"({"mac": "02:00:00:00:00:01", "ip": "x", "name": "n", "seen": 4000000000, "networks": []})"), 0},
-        {file(R"({"mac": "02:00:00:00:00:01", "ip": null, "name": "n", "seen": 0, "networks": [7]})"), 0},
+        {file(with("02:00:00:00:00:01", "02:00")), 0},
+        {file(with("null", "\"x\"")), 0},
+        {file(with("4000000000", "\"now\"")), 0},
+        {file(with("\"e\"", "7")), 0},
     };
     m_cache.remember({device(2)}, host(2)); // makes the folder
-    for (const auto &c : cases) {
-        writeFile(m_file, c.content);
-        EXPECT_EQ(m_cache.devices().size(), c.devices) << c.content;
+    for (const auto &[content, devices] : cases) {
+        writeFile(m_file, content);
+        EXPECT_EQ(m_cache.devices().size(), devices) << content;
         m_cache.remember({device(2)}, host(2));
-        EXPECT_EQ(m_cache.devices().size(), c.devices + 1) << c.content;
+        EXPECT_EQ(m_cache.devices().size(), devices + 1) << content;
     }
 }
 

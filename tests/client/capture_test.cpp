@@ -72,7 +72,7 @@ TEST(Capture, FramesOfEveryLinkType)
         {"another port", DLT_RAW, packet(payload, 0x11), ""},
         {"TCP", DLT_RAW, with(ip, 9, 6), ""},
         {"header longer than the packet", DLT_RAW, with(ip, 0, 0x4F), ""},
-        {"header too short", DLT_RAW, with(ip, 0, 0x44), ""},
+        {"header too short", DLT_RAW, with(with(with(ip, 0, 0x44), 18, 0xF6), 19, 0x10), ""},
         {"first fragment", DLT_RAW, with(ip, 6, 0x20), "5 a fragment: the rest of the datagram is in other packets"},
         {"later fragment", DLT_RAW, with(ip, 7, 1), ""},
         {"cut in the payload", DLT_RAW, first(ip, 30), "2 the capture has 2 of 5 bytes"},

@@ -56,9 +56,9 @@ protected:
         SKIP_IF_EMULATED("IP_PKTINFO is not converted, so the client does not run there");
         if (!enterNamespaces(CLONE_NEWNET))
             GTEST_SKIP() << "no network namespaces here: " << strerror(errno);
-        m_devices = currentNetwork();
+        m_devices.emplace(openNetwork());
         ASSERT_TRUE(enterNamespaces(CLONE_NEWNET));
-        m_manager = currentNetwork();
+        m_manager.emplace(openNetwork());
         const std::string devices = "/proc/self/fd/" + std::to_string(m_devices->get());
         // Where both ends have one index, the kernel tells up to a second late that there is a link.
         shell("ip link add mgr0 index 10 type veth peer name ap0 index 20 netns " + devices);
@@ -138,10 +138,7 @@ private:
         return std::count_if(all.begin(), all.end(),
                              [](const auto &one) { return one.name != "lo" && one.hasLink(); }) == 2;
     }
-    static std::unique_ptr<FileDescriptor> currentNetwork()
-    {
-        return std::make_unique<FileDescriptor>(open("/proc/self/ns/net", O_RDONLY)); // ip inherits it
-    }
+    static int openNetwork() { return open("/proc/self/ns/net", O_RDONLY); } // ip inherits it
     int deviceSocket(const std::string &interface)
     {
         int fd = -1;
@@ -157,8 +154,8 @@ private:
     }
 
     TemporaryFolder m_cache;
-    std::vector<std::string> m_printed;                   // as JSON
-    std::unique_ptr<FileDescriptor> m_devices, m_manager; // namespaces
+    std::vector<std::string> m_printed;                 // as JSON
+    std::optional<FileDescriptor> m_devices, m_manager; // namespaces
     std::vector<std::jthread> m_segments;
 };
 
