@@ -19,15 +19,20 @@ namespace
 TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
 {
     std::atomic<int> requests = 0;
-    respond("ap0", [&](const Frame &request) {
-        requests++;
-        return std::vector<Frame>{discoverReply(request, "Hall"), discoverReply(request, "Attic")};
-    });
-    respond("ap1", {"Hall", "Yard"}); // one device of the first segment has a foot in this one
+    const std::pair<const char *, const char *> segments[] = {{"ap0", "Attic"}, {"ap1", "Yard"}};
+    for (const auto &[pInterface, pName] : segments)
+        respond(pInterface, [&requests, name = pName](const Frame &request) {
+            requests++;
+            std::vector<Frame> frames;
+            for (const char *pOne : {"Hall", name, "Blank"}) // Hall has a foot in both segments
+                frames.push_back(discoverReply(request, pOne));
+            put(frames[2], 198, std::string(6, '\0')); // two devices that could not read their MAC address
+            return frames;
+        });
     Vxpctl program({"discover", "--timeout", "1", "--tries", "3", "-o", "value", "-f", "name,interfaces"});
     EXPECT_EQ(program.status(), 0);
-    EXPECT_EQ(program.out(), "Attic\tmgr0\nHall\tmgr0,mgr1\nYard\tmgr1\n");
-    EXPECT_EQ(requests, 3);
+    EXPECT_EQ(program.out(), "Attic\tmgr0\nBlank\tmgr0\nBlank\tmgr1\nHall\tmgr0,mgr1\nYard\tmgr1\n");
+    EXPECT_EQ(requests, 6);
 }
 
 // Whether a device that is silent now is missed, and until when.
