@@ -49,16 +49,18 @@ private:
     void follow(const Place &place, const Offer *pOffer)
     {
         const auto end = Clock::now() + duration(numberOption(m_session.options(), "--wait", defaultWait, longestWait));
-        bool busy = false;
-        for (; Clock::now() < end; m_session.pause(pollGap)) {
+        for (Lookout lookout(m_session); Clock::now() < end; m_session.pause(pollGap)) {
             const auto state = m_job.state();
-            if (!state)
+            if (!state) { // which may be since it has the address that it was given back
+                const auto device = lookout.askAll();
+                if (device && device->ip != m_session.device().ip)
+                    return;
                 continue;
-            if (*state == "complete" || (state->empty() && busy)) {
+            }
+            if (*state == "complete" || state->empty()) {
                 m_job.query(); // takes it
                 return;
             }
-            busy = true;
             m_session.phase(*state == "verifying" ? "validating" : "fetching");
             if (*state == "failed")
                 throw refused(place, pOffer);

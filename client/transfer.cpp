@@ -171,11 +171,33 @@ std::optional<std::string> Job::state(double timeout) const
     return reply ? std::optional(jobOf(messageOf(*reply))) : std::nullopt;
 }
 
-std::optional<TransferReply> Job::query() const
+std::optional<TransferReply> Job::query(double timeout) const
 {
     TransferStart4 body{};
     body.head.ucSubService = SST_QUERY;
-    return ask(bytesOf(body, sizeof body.head), answerTime);
+    return ask(bytesOf(body, sizeof body.head), timeout);
+}
+
+// state() would clear what a device that has just finished a backup has to tell; query() that of a restore.
+std::optional<bool> Job::isIdle(double timeout) const
+{
+    if (m_uCode != VXP_OP_CONFIG_BACKUP) {
+        const auto state = this->state(timeout);
+        return state ? std::optional(state->empty()) : std::nullopt;
+    }
+    const auto reply = query(timeout);
+    return reply ? std::optional(reply->ucResult == 1 && messageOf(*reply).ends_with(" isn't running")) : std::nullopt;
+}
+
+bool Job::hasStarted(const std::function<bool()> &hasBegun) const
+{
+    for (int i = 0; i < tries(); i++) {
+        if (hasBegun())
+            return true;
+        if (const auto idle = isIdle((i + 1) * answerTime))
+            return !*idle;
+    }
+    return true; // silent, as a device is that fetches a file
 }
 
 void Job::requireIdle() const
@@ -185,8 +207,10 @@ void Job::requireIdle() const
     std::optional<std::string> state;
     for (int i = 0; !state && i < tries(); i++) // where everybody is busy, the answer to the latest may be on its way
         state = this->state((i + 1) * answerTime);
-    if (state == "complete" && query()) // a restore's query takes it; a backup has cleared it by itself
-        state = this->state();
+    for (int i = 0; state == "complete" && i < tries(); i++) {
+        query(); // a restore's query takes it; a backup has cleared it by itself
+        state = this->state((i + 1) * answerTime);
+    }
     if (!state)
         throw m_session.failure(ExitCode::noAnswer, "no_answer", "does not answer; nothing was begun",
                                 "it may be busy with another transfer: try again later");
@@ -195,6 +219,11 @@ void Job::requireIdle() const
                                 "an earlier transfer ended with '" + *state +
                                     "', and until a restart the device refuses every other",
                                 "vxpctl reboot " + m_device.macText());
+    if (*state == restartWish || *state == shutdownWish)
+        throw m_session.failure(ExitCode::deviceError, "busy",
+                                std::string("had finished an earlier upgrade, and now ") +
+                                    (*state == restartWish ? "restarts" : "switches itself off"),
+                                "try again when it is back");
     if (!state->empty())
         throw m_session.failure(ExitCode::deviceError, "busy", "is busy: '" + *state + "'", "try again later");
 }
@@ -212,7 +241,7 @@ void Job::begin(const Place &place, const std::function<bool()> &hasBegun) const
         if (reply && i == 0) // later, it may be our own job that stands in the way
             throw m_session.failure(ExitCode::deviceError, "device_error", "refused to begin: " + messageOf(*reply),
                                     "");
-        if (reply || hasBegun() || state() != "")
+        if (reply || hasStarted(hasBegun))
             return;
     }
     throw m_session.failure(ExitCode::noAnswer, "no_answer", "no answer to the request, and nothing has begun",

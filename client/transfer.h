@@ -59,6 +59,9 @@ private:
     std::map<std::pair<Protocol, std::string>, std::unique_ptr<FileServer>> m_own{};
 };
 
+// What a device's tools tell when an upgrade is done. Whoever asks for it grants it.
+inline constexpr const char *restartWish = "1", *shutdownWish = "2";
+
 // One kind of job on one device, seen from here.
 class Job
 {
@@ -71,19 +74,21 @@ public:
     // What the device is doing, in its own words: empty when nothing; nothing when it does not answer, as while it
     // fetches a file.
     std::optional<std::string> state(double timeout = answerTime) const;
-    std::optional<TransferReply> query() const; // its answer, if there is one
+    std::optional<TransferReply> query(double timeout = answerTime) const; // its answer, if there is one
 
     // Throws Failure unless the device can begin. A finished job that the device still tells of is cleared away.
     void requireIdle() const;
 
     // Throws Failure when the device refuses. An answer that does not come says nothing: the request is sent again only
-    // when the device does nothing and hasBegun() denies, too.
+    // when the device says that it does nothing and hasBegun() denies, too.
     void begin(const Place &place, const std::function<bool()> &hasBegun) const;
 
 private:
     static constexpr double answerTime = 1; // seconds: a device that is free answers within milliseconds
 
     std::optional<TransferReply> ask(Bytes body, double timeout) const; // nothing when there is no answer
+    std::optional<bool> isIdle(double timeout) const;                   // likewise
+    bool hasStarted(const std::function<bool()> &hasBegun) const;       // after a request that was not answered
     int tries() const;
 
     Session &m_session;

@@ -14,11 +14,10 @@ namespace vxpctl
 namespace
 {
 
-constexpr double defaultWait = 600;      // seconds
-constexpr double pollGap = 0.3;          // seconds
-constexpr double stallTime = 15;         // seconds without a byte after which a download is not waited for
-constexpr double unheardTime = 10;       // seconds in which a device that says yes has to do something
-constexpr const char *restartWish = "1"; // what a device's tools tell when they are done
+constexpr double defaultWait = 600; // seconds
+constexpr double pollGap = 0.3;     // seconds
+constexpr double stallTime = 15;    // seconds without a byte after which a download is not waited for
+constexpr double unheardTime = 10;  // seconds in which a device that says yes has to do something
 
 double secondsSince(Clock::time_point then)
 {
@@ -135,11 +134,11 @@ private:
 
     void refuse(const std::string &state) const
     {
-        if (!state.ends_with(" failed") && state != "2")
+        if (!state.ends_with(" failed") && state != shutdownWish)
             return;
         const std::string stuck =
             "until a restart it refuses every other transfer: vxpctl reboot " + m_session.device().macText();
-        if (state == "2")
+        if (state == shutdownWish)
             throw m_session.failure(ExitCode::deviceError, "device_error", "switches itself off", "");
         if (showsFetching() && fetched() == 0)
             throw m_session.failure(ExitCode::localNetwork, "not_fetched", "did not get the file from " + m_place.url(),

@@ -55,7 +55,12 @@ protected:
     // Whatever comes of a transfer: no server of vxpctl's, no file of its own, none that is not whole.
     void TearDown() override
     {
-        EXPECT_EQ(sh("pgrep -a in.tftpd; ls -d /dev/shm/vxpctl-*; find . -name '*.conf.*'").strOut, "");
+        std::string strLeft; // by a server that has just been told to end, perhaps
+        eventually([&] {
+            strLeft = sh("pgrep -a in.tftpd; ls -d /dev/shm/vxpctl-*; find . -name '*.conf.*'").strOut;
+            return strLeft.empty();
+        });
+        EXPECT_EQ(strLeft, "");
     }
     Result sh(const std::string &strLine) const { return lab.run({"sh", "-c", "cd " + lab.folder() + "\n" + strLine}); }
     // A device that has refused a file refuses every other until somebody clears this.
@@ -257,6 +262,33 @@ TEST_F(TransfersTest, TellsOfWhatDoesNotComeToAnEnd)
     EXPECT_THAT(interrupted.err(), HasSubstr("the device may do what it was asked"));
     expectRefusal(
         {"a network that fails", "vxpctl upgrade ap3 --file large --yes --wait 3", 4, "not_back", " of 8000144 bytes"});
+}
+
+TEST_F(TransfersTest, AsksAgainForWhatWasLostAndForNothingTwice)
+{
+    // On the way to all four, the first request to begin is lost, and what is asked of them in the next two seconds.
+    const std::string strLossy =
+        "nft 'table bridge lossy { set later { type inet_proto; flags timeout; timeout 2300ms; };"
+        " quota first { until 800 bytes; }; chain out { type filter hook output priority 0;"
+        " udp dport 62976 udp length 165 quota name \"first\" add @later { ip protocol } drop;"
+        " udp dport 62976 udp length 33 ip protocol @later drop; }; }' || exit\nvxpctl ";
+    for (const std::string strLine :
+         {"backup ap2 --to out/lost", "restore ap2 --file out/lost --yes", "upgrade ap2 --file image --yes"}) {
+        const Result result = sh(strLossy + strLine +
+                                 " -o value -f result\nnft list table bridge lossy | grep 'used [4-8]'"
+                                 " && nft delete table bridge lossy");
+        EXPECT_THAT(result.strOut, testing::MatchesRegex("verified\n.*800 bytes used .*\n")) << result.strErr;
+    }
+
+    // A backup that takes its time, to where nobody sees what has arrived.
+    Program server = lab.start({"serve", lab.folder()});
+    ASSERT_TRUE(eventually([&] { return server.out().find("Serving") != std::string::npos; })) << server.err();
+    lab.on("ap1", "cd /usr/sbin; rm config-dump; printf '#!/bin/sh\nsleep 1.3; echo >>/tmp/dumps;"
+                  " exec vxptool config-dump \"$@\"\n' >config-dump; chmod +x config-dump");
+    EXPECT_EQ(sh("vxpctl backup ap1 --server 192.168.0.1 --name slow").iStatus, 10);
+    EXPECT_EQ(lab.on("ap1", "wc -l </tmp/dumps").strOut, "1\n");
+    server.signal(SIGTERM);
+    EXPECT_NE(server.status(), -1);
 }
 
 TEST_F(TransfersTest, DoesNotBelieveADeviceThatSaysYesToEverything)
