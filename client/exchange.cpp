@@ -48,6 +48,9 @@ public:
         for (const unsigned index : m_device.interfaces) {
             const int result = m_socket.broadcast(m_request, VXP_REQUEST_PORT, index);
             error = error && result ? result : 0;
+            // Two interfaces may lead to one segment, where the device hears both copies, and serves both.
+            if (!error && !m_operation.repeatable)
+                break;
         }
         if (error)
             throw failure(ExitCode::localNetwork, m_device, "send_failed",

@@ -219,6 +219,23 @@ TEST_F(NetworkTest, TellsHowADeviceFails)
         expectFailure({"save", "Hall"}, cases[now].exitCode, cases[now].pCode);
 }
 
+// Docked laptops have two interfaces on one segment, and what is done once must not arrive on each.
+TEST_F(NetworkTest, WhatIsDoneOnceIsAskedForOnOneInterface)
+{
+    std::atomic<int> saves = 0, reboots = 0;
+    for (const char *pInterface : {"ap0", "ap1"})
+        respond(pInterface, [&](const Frame &request) {
+            saves += request[4] == 0xC0;
+            reboots += request[4] == 0x03 && request[5] == 0x01;
+            return std::vector<Frame>{discoverReply(request, "Hall")};
+        });
+    setenv("VXPCTL_PASSWORD", "kestrel-9", 1);
+    expectFailure({"save", "Hall", "--timeout", "1", "--tries", "1"}, 4, "no_answer");
+    expectFailure({"reboot", "Hall", "--timeout", "1", "--yes", "--no-wait"}, 4, "no_answer");
+    EXPECT_TRUE(eventually([&] { return saves == 2; }));
+    EXPECT_EQ(reboots, 1);
+}
+
 TEST_F(NetworkTest, InterruptShowsWhatIsThere)
 {
     std::atomic<int> requests = 0;
