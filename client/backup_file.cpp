@@ -18,6 +18,7 @@
 #include <sstream>
 #include <string_view>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace vxpctl
 {
@@ -86,12 +87,19 @@ public:
     }
     void finish()
     {
-        if (fsync(m_fd.get()) != 0 ||
-            renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE) != 0)
+        if (fsync(m_fd.get()) != 0 || !rename())
             throw cannotWrite(m_path, errno);
     }
 
 private:
+    // Replaces nothing. Not every file system can rename so: NFS and many in user space need a second name.
+    bool rename() const
+    {
+        const char *pFrom = m_temporary.c_str(), *pTo = m_path.c_str();
+        return renameat2(AT_FDCWD, pFrom, AT_FDCWD, pTo, RENAME_NOREPLACE) == 0 ||
+               ((errno == EINVAL || errno == ENOSYS) && link(pFrom, pTo) == 0);
+    }
+
     std::string m_path, m_temporary;
     FileDescriptor m_fd;
 };

@@ -2,12 +2,9 @@
 //
 // vxpctl as it ships, against devices made of literal bytes.
 #include "network.h"
+#include "refuse.h"
 
 #include <atomic>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 
 using testing::HasSubstr;
 using testing::Not;
@@ -170,13 +167,7 @@ TEST_F(NetworkTest, SaysWhatTheKernelRefuses)
     };
     for (const auto &c : cases) {
         Program program([&c] {
-            sock_filter steps[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                                   BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, c.call, 0, 1),
-                                   BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | c.error),
-                                   BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-            sock_fprog filter{std::size(steps), steps};
-            check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "no_new_privs");
-            check(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), "seccomp");
+            refuse(c.call, c.error);
             return execute({VXPCTL, c.pCommand, "-o", "json", "--timeout", "20"});
         });
         EXPECT_TRUE(eventually([&] {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/backup_file.h"
 #include "client/transfer.h"
+#include "refuse.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 using namespace vxpctl;
@@ -38,6 +40,22 @@ TEST(BackupFile, TellsWhichSettingsDifferAndNotTheirValues)
     EXPECT_EQ(backupDifferences(one, one), "");
     EXPECT_EQ(backupDifferences(one, two), "system system-name");
     EXPECT_EQ(backupDifferences(one, one.substr(0, 100)), "the file");
+}
+
+TEST(BackupFile, IsWrittenWhereAFileSystemCannotRenameWithoutReplacing)
+{
+    SKIP_IF_EMULATED("system calls are not filtered there");
+    const TemporaryFolder folder;
+    EXPECT_EQ(inChild([&] {
+                  refuse(SYS_renameat2, EINVAL);
+                  EXPECT_NO_THROW(writeNewFile(folder.path() + "/backup", one));
+                  EXPECT_THROW(writeNewFile(folder.path() + "/backup", two), Failure);
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(readFile(folder.path() + "/backup"), one);
+    const std::filesystem::directory_iterator files(folder.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
 TEST(Servers, TakeOnlyWhatDevicesCanUse)
