@@ -46,6 +46,13 @@ public:
         return found != m_pages.end() && found->second->device == device ? found->second : nullptr;
     }
 
+    bool isFor(const std::string &device)
+    {
+        const std::lock_guard lock(m_mutex);
+        return std::any_of(m_pages.begin(), m_pages.end(),
+                           [&](const auto &one) { return one.second->device == device; });
+    }
+
 private:
     std::map<std::string, std::shared_ptr<Page>> m_pages{};
     std::mutex m_mutex{};
@@ -81,6 +88,15 @@ public:
         m_server.set_socket_options([](int fd) {
             const int on = 1;
             setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        });
+        // What is routed has its body read into memory first, whatever its size; an answer here leaves it unread, and
+        // the connection must end then, or it would be taken for the next request.
+        m_server.set_keep_alive_max_count(1);
+        m_server.set_pre_routing_handler([this](const auto &request, auto &response) {
+            const bool reads = request.method == "GET" || request.method == "HEAD";
+            response.status = !reads ? 405 : !m_pages.isFor(request.remote_addr) ? 403 : -1;
+            return response.status < 0 ? httplib::Server::HandlerResponse::Unhandled
+                                       : httplib::Server::HandlerResponse::Handled;
         });
         m_server.Get("/(.*)", [this](const auto &request, auto &response) { answer(request, response); });
         if (!m_server.bind_to_port(address, port))

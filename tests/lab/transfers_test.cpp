@@ -246,6 +246,11 @@ TEST_F(TransfersTest, TellsOfWhatDoesNotComeToAnEnd)
     };
     Program lost = upgrade("ap1", "image");
     ASSERT_TRUE(tells(lost, "restarting")) << lost.err();
+    // Others get nothing out of the server, and nothing into it.
+    const Result strangers = sh("for request in 'POST / HTTP/1.1\\r\\nContent-Length: 90000000' 'GET / HTTP/1.1'; do"
+                                " request=$request bash -c 'exec 3<>/dev/tcp/192.168.0.1/80;"
+                                " printf \"$request\\r\\n\\r\\n\" >&3; head -n 1 <&3'; done");
+    EXPECT_EQ(strangers.strOut, "HTTP/1.1 405 Method Not Allowed\r\nHTTP/1.1 403 Forbidden\r\n");
     lab.vxplab({"stop", "ap1"});
 
     ASSERT_EQ(sh("nft add table inet t && nft add chain inet t out '{ type filter hook output priority 0; }' &&"
