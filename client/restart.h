@@ -22,7 +22,7 @@ class Lookout
 public:
     explicit Lookout(Session &session) : m_session(session) {}
 
-    // As it describes itself now. Nothing when it does not answer, as when it has another address.
+    // As it describes itself now. Nothing when it does not answer, as when it has another address, or cannot be asked.
     std::optional<Device> askIt() const;
     // The same by asking everybody, whom it costs time to answer: with gaps that double, and nothing in between.
     std::optional<Device> askAll();

@@ -135,9 +135,10 @@ Found findTargets(const Options &options, const Log &log)
 
 std::optional<Device> lookAgain(const Device &device, double seconds, int tries, const Log &log)
 {
+    const Record &names = device.identity["interfaces"]; // one that is plugged in again has another index
     std::vector<Interface> interfaces;
     for (const Interface &interface : listInterfaces())
-        if (std::count(device.interfaces.begin(), device.interfaces.end(), interface.index))
+        if (std::count(names.begin(), names.end(), interface.name))
             interfaces.push_back(interface);
     Survey survey({VXP_OP_DISCOVER, bodyFormat<DiscoverReply>}, interfaces, log);
     const auto find = [&]() -> std::optional<Device> {

@@ -204,7 +204,11 @@ TEST_F(OperationsTest, ARebootKeepsWhatWasSavedAndAResetTheAddress)
     Program reboot = s_lab->start({"run", "vxpctl", "reboot", "Hall", "--yes", "--wait", "6", "-o", "json"});
     ASSERT_TRUE(eventually([&] { return s_lab->shell("vxplab ps | grep '^Hall *booting'").iStatus == 0; }));
     ASSERT_EQ(s_lab->vxplab({"stop", "Hall"}).iStatus, 0);
+    const std::string strMute = "add table ip mute; add chain ip mute out { type filter hook output priority 0; "
+                                "policy drop; }"; // nothing can be sent meanwhile
+    ASSERT_EQ(s_lab->run({"nft", strMute}).iStatus, 0);
     EXPECT_EQ(reboot.status(), 4);
+    s_lab->run({"nft", "delete table ip mute"});
     EXPECT_EQ(json::parse(reboot.out())["errors"][0]["code"], "not_back");
 
     const std::string strOther = s_lab->daemon("Lobby");
