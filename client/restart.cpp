@@ -14,7 +14,7 @@ namespace
 constexpr double pollTime = 0.4; // seconds to wait for a device to report itself
 constexpr int pollTries = 2;     // in that time
 constexpr double pollGap = 0.2;  // seconds
-constexpr auto longestGap = std::chrono::seconds(30);
+constexpr auto longestGap = std::chrono::seconds(5);
 constexpr double downTime = 1.5;                      // seconds of silence that mean that it went down
 constexpr auto goDownTime = std::chrono::seconds(30); // time in which it has to begin
 

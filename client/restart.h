@@ -24,7 +24,7 @@ public:
 
     // As it describes itself now. Nothing when it does not answer, as when it has another address, or cannot be asked.
     std::optional<Device> askIt() const;
-    // The same by asking everybody, whom it costs time to answer: with gaps that double, and nothing in between.
+    // The same by asking everybody, whom it costs time to answer: with gaps that grow to 5 s, and nothing in between.
     std::optional<Device> askAll();
 
 private:
