@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <optional>
 #include <thread>
 
 namespace vxpctl
@@ -182,8 +183,18 @@ Record set(Session &session, const Record &wanted)
 {
     SetBasicInfoRequest body = presentValues(session.read<DiscoverReply>(VXP_OP_DISCOVER));
     applyAll(body, wanted, session.options());
-    session.change(VXP_OP_SET_BASIC_INFO, body);
+    std::optional<Failure> unanswered;
+    try {
+        session.change(VXP_OP_SET_BASIC_INFO, body);
+    } catch (const Failure &failure) {
+        // An answer that is lost cannot be asked for again at an address that is no longer the device's.
+        if (failure.exitCode() != ExitCode::noAnswer)
+            throw;
+        unanswered = failure;
+    }
     const auto latest = watchApplied(session, wanted);
+    if (unanswered && !(latest && shows(latest->identity, wanted)))
+        throw *unanswered;
     if (!latest)
         throw session.failure(ExitCode::notVerified, "not_verified", "accepted the change and has not answered since",
                               "its new address may not fit this network; 'vxpctl discover' finds it all the same");

@@ -177,7 +177,9 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
     ASSERT_EQ(deaf.iStatus, 0) << deaf.strErr;
     expect({{"save --all --timeout 1", 7, error, "no_answer"},
             {"snmp set Lobby --state off --communities-file communities --timeout 1", 4, error, "no_answer"},
-            {"reboot Lobby --yes --timeout 1", 4, error, "no_answer"}});
+            {"network set Lobby --mask 255.0.255.0 --yes --timeout 1", 4, error, "no_answer"},
+            {"network set Lobby --mask 255.255.255.0 --yes --timeout 1", 0, result, "verified"},
+            {"reboot Lobby --yes --timeout 1 --no-wait", 4, error, "no_answer"}});
     s_lab->run({"nft", "delete table netdev deaf"});
 }
 
