@@ -5,6 +5,8 @@
 
 #include "client/restart.h"
 
+#include <optional>
+
 namespace vxpctl
 {
 namespace
@@ -21,12 +23,28 @@ constexpr double defaultWait = 180; // seconds until a device has to be back
 
 Record restart(Session &session, std::uint16_t uCode)
 {
-    session.change(uCode);
+    const bool waits = !session.options().given("--no-wait");
+    std::optional<Failure> unanswered;
+    try {
+        session.change(uCode);
+    } catch (const Failure &failure) {
+        // Only the answer may be lost: whether the device goes down tells.
+        if (failure.exitCode() != ExitCode::noAnswer || !waits)
+            throw;
+        unanswered = failure;
+    }
     Record record = done(session);
     record["version"] = session.device().identity["version"];
     record["seconds"] = nullptr;
-    if (!session.options().given("--no-wait"))
+    if (!waits)
+        return record;
+    try {
         awaitReturn(session, record, numberOption(session.options(), "--wait", defaultWait, longestWait));
+    } catch (const Failure &failure) {
+        if (unanswered && failure.exitCode() == ExitCode::notVerified)
+            throw *unanswered;
+        throw;
+    }
     return record;
 }
 

@@ -30,7 +30,7 @@ class OperationsTest : public SharedLabTest
 protected:
     static void SetUpTestSuite()
     {
-        bringUp({}, fleet);
+        bringUp({"--boot-time", "3.5"}, fleet); // longer than an answer is awaited, and more
         if (s_lab) {
             ASSERT_EQ(s_lab->shell("cd " + s_lab->folder() + "\n" + files).iStatus, 0);
         }
@@ -179,7 +179,12 @@ TEST_F(OperationsTest, FailWithACodeAndAnExitStatus)
             {"snmp set Lobby --state off --communities-file communities --timeout 1", 4, error, "no_answer"},
             {"network set Lobby --mask 255.0.255.0 --yes --timeout 1", 4, error, "no_answer"},
             {"network set Lobby --mask 255.255.255.0 --yes --timeout 1", 0, result, "verified"},
-            {"reboot Lobby --yes --timeout 1 --no-wait", 4, error, "no_answer"}});
+            {"reboot Lobby --yes --timeout 1", 0, result, "verified"}});
+    ASSERT_EQ(s_lab->on("Lobby", "kill -STOP $(pgrep -x vxman)").iStatus, 0);
+    expect({{"reboot Lobby --yes --timeout 1 --wait 1", 4, error, "no_answer"}});
+    const std::string strDaemon = s_lab->daemon("Lobby");
+    ASSERT_EQ(s_lab->on("Lobby", "kill -CONT $(pgrep -x vxman)").iStatus, 0);
+    EXPECT_TRUE(s_lab->rebooted("Lobby", strDaemon));
     s_lab->run({"nft", "delete table netdev deaf"});
 }
 
