@@ -14,7 +14,8 @@ namespace
 
 constexpr BodyFormat none{0, nullptr};
 constexpr BodyFormat status = bodyFormat<status_t>;
-constexpr std::size_t secretMark = 3; // asterisks: the same for every secret, so that its length is one too
+constexpr std::size_t longestDatagram = 65535; // bytes
+constexpr std::size_t secretMark = 3;          // asterisks: the same for every secret, so that its length is one too
 
 std::vector<Range> keysOfRequest()
 {
@@ -25,6 +26,7 @@ std::vector<Range> keysOfRequest()
         // A long key runs on into the texts before the next entry's security setting, which the device ignores.
         ranges.push_back({entry, offsetof(VAP_Entry, strSecurity)});
     }
+    ranges.push_back({sizeof(MultiSSID_Request), longestDatagram}); // where the last one runs on
     return ranges;
 }
 

@@ -170,6 +170,9 @@ TEST(Capture, WhatIsWrittenIsReadWithoutSecrets)
 // Every byte is a letter, so each that is still one afterwards is shown.
 TEST(Trace, SecretFieldsAreCoveredWhateverTheirLength)
 {
+    std::vector<std::pair<long, long>> keys{{64, 128}, {128 + 450, 128 + 450 + 51}};
+    for (long entry = 128 + 2; entry < 128 + 450; entry += 56)
+        keys.insert(keys.end(), {{entry, entry + 36}, {entry + 40, entry + 56}});
     const struct {
         const char *pWhat;
         std::uint8_t operation;
@@ -182,7 +185,8 @@ TEST(Trace, SecretFieldsAreCoveredWhateverTheirLength)
         {"DDNS, set", 0xA7, false, 452, {{64, 128}, {128 + 196, 128 + 260}}},
         {"DDNS, get", 0xA6, true, 525, {{196, 260}}},
         {"communities", 0xD4, false, 65, {{1, 65}}},
-        {"wireless keys", 0xD8, true, 451, {{3, 451}}},
+        {"wireless keys, set, the last runs on", 0xD1, false, 128 + 450 + 51, keys},
+        {"wireless keys, get", 0xD8, true, 451, {{3, 451}}},
         {"cut off", 0xD4, false, 20, {{1, 20}}},
         {"no secret", 0xA1, true, 483, {}},
     };
