@@ -19,7 +19,7 @@ enum class ExitCode : int {
     localNetwork = 8, // this host's interfaces, ports or rights stand in the way
     notConfirmed = 9, // the person did not agree; nothing was changed
     notVerified = 10, // the device accepted the change, but what it reports does not show it
-    interrupted = 130 // SIGINT or SIGTERM
+    interrupted = 130 // SIGINT, SIGTERM or SIGHUP
 };
 
 } // namespace vxpctl

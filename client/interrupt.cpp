@@ -20,7 +20,7 @@ int openSignals(sigset_t &maskBefore)
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
         struct sigaction present {
         };
         if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)

@@ -7,10 +7,10 @@
 namespace vxpctl
 {
 
-// While one lives, SIGINT and SIGTERM make fd() readable instead of ending the process, so that a command can still
-// show what it has. All that live at a time share what came, and it stays until the last goes. Who starts threads holds
-// one before, so that they inherit its signal mask. A signal that was ignored at start (a background job of a script)
-// stays ignored.
+// While one lives, SIGINT, SIGTERM and SIGHUP (the terminal is gone) make fd() readable instead of ending the process,
+// so that a command can still show what it has and clean up. All that live at a time share what came, and it stays
+// until the last goes. Who starts threads holds one before, so that they inherit its signal mask. A signal that was
+// ignored at start (a background job of a script, nohup) stays ignored.
 class Interrupt
 {
 public:

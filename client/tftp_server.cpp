@@ -3,6 +3,7 @@
 // TFTP with the distribution's in.tftpd, run as a child as inetd would: it is handed the socket of port 69 and leaves
 // when it has not been used for long, or when it is told to.
 #include "client/file_server.h"
+#include "client/interrupt.h"
 #include "client/temporary_folder.h"
 
 #include <algorithm>
@@ -120,6 +121,7 @@ private:
     }
 
     FileDescriptor m_socket;
+    const Interrupt m_interrupt{}; // a second signal, while the first is acted on, leaves no folder behind
     TemporaryFolder m_folder{};
     std::multiset<std::uint32_t> m_devices{};
     std::mutex m_mutex{};

@@ -234,7 +234,7 @@ TEST_F(NetworkTest, InterruptShowsWhatIsThere)
         requests++;
         return std::vector<Frame>{discoverReply(request, "Hall")};
     });
-    for (const int number : {SIGINT, SIGTERM}) {
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
         requests = 0;
         Vxpctl program({"discover", "--timeout", "20", "--tries", "10", "-o", "value", "-f", "name"});
         ASSERT_TRUE(eventually([&] { return requests > 1; })) << "the second leaves after the first answer has come";

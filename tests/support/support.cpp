@@ -127,7 +127,8 @@ Program::Program(const Body &body)
     m_iChild = startChild([&] {
         check(dup2(m_out.get(), 1), "dup2");
         check(dup2(m_err.get(), 2), "dup2");
-        ::signal(SIGINT, SIG_DFL); // a test that runs in the background has it ignored
+        for (const int iSignal : {SIGINT, SIGHUP}) // a test that runs in the background has them ignored
+            ::signal(iSignal, SIG_DFL);
         return body();
     });
 }
