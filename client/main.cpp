@@ -3,6 +3,7 @@
 // vxpctl: the management client.
 #include "client/command_line.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <iostream>
 #include <unistd.h>
@@ -28,13 +29,14 @@ void reserveStandardStreams()
 int main(int argc, char **argv)
 {
     reserveStandardStreams();
+    signal(SIGPIPE, [](int) {}); // writing fails instead; unlike SIG_IGN, this is not passed on to other programs
+    std::cerr.tie(nullptr);      // it can be written to when the output cannot
     std::cout.exceptions(std::ios::badbit | std::ios::failbit);
     try {
         const ExitCode code = runCommandLine(argc, argv);
         std::cout.flush();
         return static_cast<int>(code);
     } catch (const std::ios::failure &) {
-        std::cout.exceptions(std::ios::goodbit); // std::cerr flushes it
         std::cerr << "vxpctl: cannot write to standard output\n  hint: is it closed, or its disk full?\n";
         return static_cast<int>(ExitCode::failure);
     }

@@ -112,12 +112,17 @@ Outcome attempt(const Task &task, Session &session)
     }
 }
 
-Outcome runOne(const Task &task, Session &session, const Interrupt &interrupt)
+Outcome notBegun(const Session &session, ExitCode exitCode, ErrorCode code, const std::string &why)
+{
+    return {{}, {{exitCode, session.failure(exitCode, code, why).error()}}};
+}
+
+Outcome runOne(const Task &task, Session &session, const Interrupt &interrupt, SharedWriter &writer)
 {
     if (interrupt.came())
-        return {{},
-                {{ExitCode::interrupted,
-                  session.failure(ExitCode::interrupted, "interrupted", "interrupted before its turn").error()}}};
+        return notBegun(session, ExitCode::interrupted, "interrupted", "interrupted before its turn");
+    if (writer.isLost())
+        return notBegun(session, ExitCode::failure, "failure", "not begun: what comes of it could not be shown");
     Outcome outcome = attempt(task, session);
     if (session.hasPhases())
         session.phase("done");
@@ -162,10 +167,11 @@ void runAll(const Task &task, const std::vector<Device> &devices, const Options 
             const Turn turn(turns);
             Exchange exchange(options, credentials, log);
             Session session(device, options, exchange, shared, log);
-            return runOne(task, session, interrupt);
+            return runOne(task, session, interrupt, shared);
         }));
     for (auto &outcome : outcomes)
         tally.add(show(outcome.get(), shared));
+    shared.throwIfLost();
 }
 
 } // namespace

@@ -74,10 +74,13 @@ public:
 
     void error(const Error &error) override
     {
-        flush();
-        m_err << "vxpctl: " << printable(error.message) << '\n';
-        if (!error.hint.empty())
-            m_err << "  hint: " << printable(error.hint) << '\n';
+        try {
+            flush();
+        } catch (const std::ios_base::failure &) {
+            tell(error);
+            throw;
+        }
+        tell(error);
     }
     void note(std::string_view line) override
     {
@@ -104,6 +107,13 @@ protected:
     std::ostream &m_out, &m_err;
 
 private:
+    void tell(const Error &error)
+    {
+        m_err << "vxpctl: " << printable(error.message) << '\n';
+        if (!error.hint.empty())
+            m_err << "  hint: " << printable(error.hint) << '\n';
+    }
+
     ProgressLine m_progress;
 };
 

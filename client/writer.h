@@ -9,6 +9,8 @@
 #include "client/record.h"
 
 #include <cstddef>
+#include <exception>
+#include <ios>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -58,7 +60,8 @@ public:
     virtual ExitCode finish() = 0; // last call; done, or what is wrong with the output asked for
 };
 
-// Another writer, called from one thread at a time.
+// Another writer, called from one thread at a time. When the output is lost, to a closed pipe or a full disk, what is
+// under way on a device goes on to its end; then throwIfLost().
 class SharedWriter : public Writer
 {
 public:
@@ -84,16 +87,31 @@ public:
         locked([&] { m_writer.member(name, value); });
     }
     ExitCode finish() override { return m_writer.finish(); }
+    bool isLost()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_lost != nullptr;
+    }
+    void throwIfLost() // std::ios_base::failure
+    {
+        if (isLost())
+            std::rethrow_exception(m_lost);
+    }
 
 private:
     void locked(auto action)
     {
         const std::lock_guard lock(m_mutex);
-        action();
+        try {
+            action();
+        } catch (const std::ios_base::failure &) {
+            m_lost = std::current_exception();
+        }
     }
 
     Writer &m_writer;
     std::mutex m_mutex{};
+    std::exception_ptr m_lost{};
 };
 
 // Results go to out; with the formats that are not JSON, errors and notes go to err.

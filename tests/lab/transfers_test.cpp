@@ -157,6 +157,10 @@ TEST_F(TransfersTest, BringsBackWhatItSaved)
 {
     const Result saved = sh("vxpctl backup ap1 ap2 --to out -o value -f result && stat -c %a out/*");
     EXPECT_EQ(saved.strOut, "verified\nverified\n600\n600\n") << saved.strErr;
+    // Nobody reads what it prints; the file comes all the same.
+    const Result unread = sh("mkfifo pipe; exec 3<>pipe 4>pipe 3>&-; vxpctl backup ap1 --to full -o jsonl >&4; "
+                             "echo $?; ls full | wc -l; rm full/*");
+    EXPECT_EQ(unread.strOut, "1\n1\n") << unread.strErr;
     for (const std::string strProtocol : {"http", "tftp"}) {
         lab.set("ap1", "system system-name", "changed");
         lab.set("ap1", "radio/wlan0 status", "down");
