@@ -63,7 +63,8 @@ std::string chooseUser(const std::string &folder)
     return pUser && chown(folder.c_str(), pUser->pw_uid, pUser->pw_gid) == 0 ? "tftp" : "root";
 }
 
-// Between fork and exec, where only async-signal-safe calls may stand (signal-safety(7)).
+// Between fork and exec, where only async-signal-safe calls may stand (signal-safety(7)). The server speaks with the
+// network: it gets neither the environment nor the descriptors, in which there may be passwords.
 [[noreturn]] void becomeServer(int socket, const std::vector<char *> &words)
 {
     const rlimit limit{mostBytes, mostBytes};
@@ -74,7 +75,9 @@ std::string chooseUser(const std::string &folder)
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setrlimit(RLIMIT_FSIZE, &limit);
     dup2(socket, STDIN_FILENO);
-    execv(words[0], words.data());
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    char *const noEnvironment[] = {nullptr};
+    execve(words[0], words.data(), noEnvironment);
     _exit(127);
 }
 

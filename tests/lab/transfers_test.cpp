@@ -161,6 +161,10 @@ TEST_F(TransfersTest, BringsBackWhatItSaved)
     const Result unread = sh("mkfifo pipe; exec 3<>pipe 4>pipe 3>&-; vxpctl backup ap1 --to full -o jsonl >&4; "
                              "echo $?; ls full | wc -l; rm full/*");
     EXPECT_EQ(unread.strOut, "1\n1\n") << unread.strErr;
+    const Result served = sh("VXPCTL_PASSWORD=lab vxpctl backup ap1 --to full 9<large >/dev/null & "
+                             "for i in $(seq 500); do p=$(pgrep -o -x in.tftpd) && break; done; "
+                             "tr '\\0' ' ' </proc/$p/environ; ls /proc/$p/fd | grep 9; echo served; wait; rm full/*");
+    EXPECT_EQ(served.strOut, "served\n") << served.strErr;
     for (const std::string strProtocol : {"http", "tftp"}) {
         lab.set("ap1", "system system-name", "changed");
         lab.set("ap1", "radio/wlan0 status", "down");
