@@ -7,6 +7,7 @@
 #include "client/text.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -87,15 +88,16 @@ std::string readLine(int fd)
     return firstLine(line);
 }
 
+// On the terminal, wherever standard error goes.
 std::string prompt(const FileDescriptor &terminal, const std::string &question)
 {
-    std::cerr << question << ": " << std::flush;
+    dprintf(terminal.get(), "%s: ", question.c_str());
     std::string line;
     {
         const Silence silence(terminal.get());
         line = readLine(terminal.get());
     }
-    std::cerr << std::endl;
+    dprintf(terminal.get(), "\n");
     return line;
 }
 
