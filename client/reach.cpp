@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/interfaces.h"
+#include "client/interrupt.h"
 #include "client/transfer.h"
 
 #include <algorithm>
@@ -63,10 +64,14 @@ std::string routedAddress(const Device &device)
         return "";
     socklen_t length = sizeof address;
     getsockname(socket.get(), reinterpret_cast<sockaddr *>(&address), &length);
-    pollfd watched{socket.get(), POLLOUT, 0};
+    const Interrupt interrupt;
+    pollfd watched[] = {{socket.get(), POLLOUT, 0}, {interrupt.fd(), POLLIN, 0}};
     int error = ETIMEDOUT;
     length = sizeof error;
-    if (poll(&watched, 1, knockTime) == 1)
+    const int ready = poll(watched, std::size(watched), knockTime);
+    if (watched[1].revents)
+        throw Failure(ExitCode::interrupted, {"interrupted", "interrupted; nothing was begun", ""});
+    if (ready == 1)
         getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &length);
     return !error || error == ECONNREFUSED ? formatted(reinterpret_cast<sockaddr *>(&address)) : "";
 }

@@ -105,8 +105,10 @@ void Servers::open(Protocol protocol, const std::vector<Device> &devices)
         std::string address;
         try {
             address = addressFor(device);
-        } catch (const Failure &) { // its own turn will tell
-            continue;
+        } catch (const Failure &failure) {
+            if (failure.exitCode() == ExitCode::interrupted)
+                throw;
+            continue; // its own turn will tell
         }
         if (auto &server = m_own[{protocol, address}]; !server)
             server = protocol == Protocol::http ? makeHttpServer(address) : makeTftpServer(address);

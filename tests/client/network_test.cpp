@@ -4,6 +4,9 @@
 #include "network.h"
 #include "refuse.h"
 
+#include "client/interrupt.h"
+#include "client/transfer.h"
+
 #include <atomic>
 
 using testing::HasSubstr;
@@ -242,6 +245,23 @@ TEST_F(NetworkTest, InterruptShowsWhatIsThere)
         EXPECT_EQ(program.status(), 130);
         EXPECT_EQ(program.out(), "Hall\n");
         EXPECT_THAT(program.err(), HasSubstr("interrupted"));
+    }
+}
+
+TEST_F(NetworkTest, InterruptEndsTheWaitForADeviceOutOfReach)
+{
+    const vxpctl::Interrupt interrupt;
+    raise(SIGTERM);
+    const vxpctl::Device device({{"mac", "02:00:00:00:00:09"},
+                                 {"name", "Lost"},
+                                 {"ip", "10.1.2.200"},
+                                 {"mask", "255.255.255.0"},
+                                 {"gateway", "10.1.2.1"}});
+    try {
+        addressFor(device);
+        ADD_FAILURE() << "the signal was not seen";
+    } catch (const vxpctl::Failure &failure) {
+        EXPECT_EQ(failure.exitCode(), vxpctl::ExitCode::interrupted) << failure.error().message;
     }
 }
 
