@@ -23,8 +23,7 @@ constexpr double defaultWait = 600; // seconds
 constexpr double pollGap = 0.2;     // seconds
 constexpr double graceTime = 2;     // seconds that the last bytes may take after the device has said that it is done
 
-// Complete, or over in another way, which has a text. The device also says that nothing is running when a request that
-// asked for its state waited until the backup had come to its end: that clears "complete".
+// Complete, or over in another way, which has a text: failed, or not running any more, as after a restart.
 bool isOver(const TransferReply &reply)
 {
     return reply.ucResult != 1 || reply.strMessage[0];

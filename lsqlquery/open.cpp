@@ -41,12 +41,12 @@ void dataPath(char (&path)[PATH_MAX])
 bool nameFolder()
 {
     static char s_start[PATH_MAX];
-    if (!*s_start && !getcwd(s_start, sizeof s_start))
-        return false;
     const char *name = getenv("LSQLQUERY_DB");
     if (!name || !*name)
         name = "/var/lib/lsqlquery";
     const bool isRelative = *name != '/';
+    if (isRelative && !*s_start && !getcwd(s_start, sizeof s_start))
+        return false;
     const int length =
         snprintf(g_folder, sizeof g_folder, "%s%s%s", isRelative ? s_start : "", isRelative ? "/" : "", name);
     return static_cast<size_t>(length) < sizeof g_folder - 16;
