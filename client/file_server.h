@@ -7,7 +7,6 @@
 
 #include "client/failure.h"
 #include "client/fields.h"
-#include "client/file_descriptor.h"
 
 #include <memory>
 #include <string>
@@ -36,13 +35,11 @@ public:
     virtual std::unique_ptr<Offer> offer(const std::string &name, const IPv4_Address &device, Content content) = 0;
 };
 
-// Start to listen on an address of this host; the servers end when they go. TFTP is in.tftpd's, which ends with the
-// calling thread at the latest. Throw Failure (local network) that names the port or right that is missing.
+// Start to listen on an address of this host, where only devices with an offer are heard; the servers end when they go.
+// TFTP is in.tftpd's, which ends with the calling thread at the latest. Throw Failure (local network) that names the
+// port or right that is missing.
 std::unique_ptr<FileServer> makeHttpServer(const std::string &address);
 std::unique_ptr<FileServer> makeTftpServer(const std::string &address);
-
-// A socket of this type, SOCK_STREAM or SOCK_DGRAM, at the port. Throws Failure (local network).
-FileDescriptor bindServerPort(int type, const std::string &address, std::uint16_t port);
 
 // Look for a file on a server that is not ours: false when the server says that it has none of this name. Throw Failure
 // (local network) when nothing answers.

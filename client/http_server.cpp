@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/file_server.h"
+#include "client/server_port.h"
 
 #include <algorithm>
 #include <httplib.h>
@@ -46,13 +47,6 @@ public:
         return found != m_pages.end() && found->second->device == device ? found->second : nullptr;
     }
 
-    bool isFor(const std::string &device)
-    {
-        const std::lock_guard lock(m_mutex);
-        return std::any_of(m_pages.begin(), m_pages.end(),
-                           [&](const auto &one) { return one.second->device == device; });
-    }
-
 private:
     std::map<std::string, std::shared_ptr<Page>> m_pages{};
     std::mutex m_mutex{};
@@ -61,20 +55,28 @@ private:
 class HttpOffer : public Offer
 {
 public:
-    HttpOffer(Pages &pages, std::string name, std::shared_ptr<Page> page)
-        : m_pages(pages), m_name(std::move(name)), m_page(std::move(page))
+    HttpOffer(Pages &pages, Guests &guests, std::string name, const IPv4_Address &device, Content content)
+        : m_pages(pages), m_guests(guests), m_name(std::move(name)), m_device(device),
+          m_page(std::make_shared<Page>(dotted(device), std::move(content)))
     {
+        m_guests.admit(m_device);
         m_pages.add(m_name, m_page);
     }
     HttpOffer(const HttpOffer &) = delete;
     HttpOffer &operator=(const HttpOffer &) = delete;
-    ~HttpOffer() override { m_pages.remove(m_name); }
+    ~HttpOffer() override
+    {
+        m_pages.remove(m_name);
+        m_guests.dismiss(m_device);
+    }
     std::size_t sent() const override { return m_page->sent; }
     bool canTell() const override { return true; }
 
 private:
     Pages &m_pages;
+    Guests &m_guests;
     std::string m_name;
+    IPv4_Address m_device;
     std::shared_ptr<Page> m_page;
 };
 
@@ -85,18 +87,20 @@ public:
     {
         bindServerPort(SOCK_STREAM, address, port); // closed again: it tells exactly what stands in the way
         m_server.new_task_queue = [] { return new httplib::ThreadPool(mostTransfers); };
-        m_server.set_socket_options([](int fd) {
+        // A host that is not heard cannot fill the memory with a request that does not end.
+        m_server.set_socket_options([this](int fd) {
             const int on = 1;
             setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+            m_guests.watch(fd);
         });
         // What is routed has its body read into memory first, whatever its size; an answer here leaves it unread, and
         // the connection must end then, or it would be taken for the next request.
         m_server.set_keep_alive_max_count(1);
-        m_server.set_pre_routing_handler([this](const auto &request, auto &response) {
-            const bool reads = request.method == "GET" || request.method == "HEAD";
-            response.status = !reads ? 405 : !m_pages.isFor(request.remote_addr) ? 403 : -1;
-            return response.status < 0 ? httplib::Server::HandlerResponse::Unhandled
-                                       : httplib::Server::HandlerResponse::Handled;
+        m_server.set_pre_routing_handler([](const auto &request, auto &response) {
+            if (request.method == "GET" || request.method == "HEAD")
+                return httplib::Server::HandlerResponse::Unhandled;
+            response.status = 405;
+            return httplib::Server::HandlerResponse::Handled;
         });
         m_server.Get("/(.*)", [this](const auto &request, auto &response) { answer(request, response); });
         if (!m_server.bind_to_port(address, port))
@@ -110,7 +114,7 @@ public:
     ~HttpServer() override { m_server.stop(); }
     std::unique_ptr<Offer> offer(const std::string &name, const IPv4_Address &device, Content content) override
     {
-        return std::make_unique<HttpOffer>(m_pages, name, std::make_shared<Page>(dotted(device), std::move(content)));
+        return std::make_unique<HttpOffer>(m_pages, m_guests, name, device, std::move(content));
     }
 
 private:
@@ -131,6 +135,7 @@ private:
     }
 
     Pages m_pages{};
+    Guests m_guests{};
     httplib::Server m_server{};
     std::jthread m_thread{};
 };

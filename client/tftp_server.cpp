@@ -4,20 +4,17 @@
 // when it has not been used for long, or when it is told to.
 #include "client/file_server.h"
 #include "client/interrupt.h"
+#include "client/server_port.h"
 #include "client/temporary_folder.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <linux/filter.h>
-#include <mutex>
 #include <poll.h>
 #include <pwd.h>
-#include <set>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -33,27 +30,6 @@ namespace
 constexpr std::uint16_t port = 69;
 constexpr const char *program = "/usr/sbin/in.tftpd";
 constexpr rlim_t mostBytes = 64 << 20; // of an upload
-
-Failure cannotServe(ErrorCode code, const std::string &message, const std::string &hint)
-{
-    return Failure(ExitCode::localNetwork, {code, message, hint});
-}
-
-// The socket hears these devices and nobody else; see "Linux Socket Filtering" in the kernel's documentation.
-void hearOnly(int fd, const std::multiset<std::uint32_t> &devices)
-{
-    constexpr unsigned sourceAddress = 12; // bytes into the IPv4 header
-    std::vector<sock_filter> code{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(SKF_NET_OFF) + sourceAddress)};
-    for (const std::uint32_t address : devices) {
-        code.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, address, 0, 1));
-        code.push_back(BPF_STMT(BPF_RET | BPF_K, UINT32_MAX));
-    }
-    code.push_back(BPF_STMT(BPF_RET | BPF_K, 0));
-    const sock_fprog filter{static_cast<unsigned short>(code.size()), code.data()};
-    if (setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0)
-        throw cannotServe("socket", std::string("cannot filter what reaches the TFTP server: ") + strerror(errno), "");
-}
 
 // Who the server becomes after it has locked itself into the folder: somebody without rights, where the system has
 // such a user.
@@ -92,7 +68,7 @@ public:
         if (geteuid() != 0)
             throw cannotServe("permission", "the TFTP server can lock itself into a folder only when root starts it",
                               "run vxpctl with sudo, or name a server with --server");
-        hearOnly(m_socket.get(), m_devices);
+        m_guests.watch(m_socket.get());
         start();
     }
     TftpServer(const TftpServer &) = delete;
@@ -103,7 +79,6 @@ public:
         waitpid(m_child, nullptr, 0);
     }
     std::unique_ptr<Offer> offer(const std::string &name, const IPv4_Address &device, Content content) override;
-    void admit(const IPv4_Address &device, bool isWelcome);
 
 private:
     void start()
@@ -126,24 +101,23 @@ private:
     FileDescriptor m_socket;
     const Interrupt m_interrupt{}; // a second signal, while the first is acted on, leaves no folder behind
     TemporaryFolder m_folder{};
-    std::multiset<std::uint32_t> m_devices{};
-    std::mutex m_mutex{};
+    Guests m_guests{};
     pid_t m_child = -1;
 };
 
 class TftpOffer : public Offer
 {
 public:
-    TftpOffer(TftpServer &server, std::string path, const IPv4_Address &device)
-        : m_server(server), m_path(std::move(path)), m_device(device)
+    TftpOffer(Guests &guests, std::string path, const IPv4_Address &device)
+        : m_guests(guests), m_path(std::move(path)), m_device(device)
     {
-        m_server.admit(m_device, true);
+        m_guests.admit(m_device);
     }
     TftpOffer(const TftpOffer &) = delete;
     TftpOffer &operator=(const TftpOffer &) = delete;
     ~TftpOffer() override
     {
-        m_server.admit(m_device, false);
+        m_guests.dismiss(m_device);
         unlink(m_path.c_str());
     }
     std::string received() const override
@@ -154,7 +128,7 @@ public:
     }
 
 private:
-    TftpServer &m_server;
+    Guests &m_guests;
     std::string m_path;
     IPv4_Address m_device;
 };
@@ -170,19 +144,7 @@ std::unique_ptr<Offer> TftpServer::offer(const std::string &name, const IPv4_Add
             throw Failure(ExitCode::failure, {"disk_full", "cannot write the file for the TFTP server, " + path,
                                               "make room there, or name another folder in TMPDIR"});
     }
-    return std::make_unique<TftpOffer>(*this, path, device);
-}
-
-void TftpServer::admit(const IPv4_Address &device, bool isWelcome)
-{
-    std::uint32_t address;
-    std::memcpy(&address, device.data(), sizeof address);
-    const std::lock_guard lock(m_mutex);
-    if (isWelcome)
-        m_devices.insert(ntohl(address));
-    else if (const auto found = m_devices.find(ntohl(address)); found != m_devices.end())
-        m_devices.erase(found);
-    hearOnly(m_socket.get(), m_devices);
+    return std::make_unique<TftpOffer>(m_guests, path, device);
 }
 
 } // namespace
@@ -190,33 +152,6 @@ void TftpServer::admit(const IPv4_Address &device, bool isWelcome)
 std::unique_ptr<FileServer> makeTftpServer(const std::string &address)
 {
     return std::make_unique<TftpServer>(address);
-}
-
-FileDescriptor bindServerPort(int type, const std::string &address, std::uint16_t number)
-{
-    const bool tcp = type == SOCK_STREAM;
-    const std::string text = std::to_string(number), name = (tcp ? "TCP port " : "UDP port ") + text;
-    FileDescriptor socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_port = htons(number);
-    inet_pton(AF_INET, address.c_str(), &local.sin_addr);
-    const int on = 1;
-    if (tcp) // connections that have just ended do not matter
-        setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (bind(socket.get(), reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0)
-        return socket;
-    if (errno == EADDRINUSE)
-        throw cannotServe("port_in_use", name + " is taken by another program, and devices know no other",
-                          std::string("find it with: sudo ss -lnp") + (tcp ? "t" : "u") + " 'sport = :" + text +
-                              "'; end it, or let it serve the file: --server " + address + " --name FILE");
-    if (errno == EACCES || errno == EPERM)
-        throw cannotServe("permission",
-                          "not permitted to listen on " + name + ", and devices know no other (CAP_NET_BIND_SERVICE)",
-                          "run vxpctl with sudo, or allow it to everybody until the next boot: sudo sysctl "
-                          "net.ipv4.ip_unprivileged_port_start=" +
-                              text);
-    throw cannotServe("socket", "cannot listen on " + name + " of " + address + ": " + strerror(errno), "");
 }
 
 // RFC 1350: asks for the file, and breaks off when it comes.
