@@ -3,6 +3,7 @@
 #include "client/server_port.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <httplib.h>
 #include <mutex>
 #include <thread>
@@ -16,7 +17,8 @@ constexpr std::uint16_t port = 80;
 constexpr std::size_t chunk = 64 * 1024; // bytes: how finely progress shows
 constexpr std::size_t mostTransfers = 64;
 
-constexpr int patience = 3; // seconds
+constexpr int patience = 3;    // seconds
+constexpr int standstill = 60; // seconds, in which a device takes nothing of its file
 
 struct Page {
     Page(std::string address, Content bytes) : device(std::move(address)), content(std::move(bytes)) {}
@@ -80,6 +82,25 @@ private:
     std::shared_ptr<Page> m_page;
 };
 
+sockaddr_in localName(int fd)
+{
+    sockaddr_in name{};
+    socklen_t size = sizeof name;
+    return getsockname(fd, reinterpret_cast<sockaddr *>(&name), &size) == 0 ? name : sockaddr_in{};
+}
+
+// What came of a listening socket of this name. The library waits for connections that stand still, and does not tell
+// which it has.
+void endConnections(const sockaddr_in &name)
+{
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int fd = std::stoi(entry.path().filename());
+        const sockaddr_in local = localName(fd);
+        if (local.sin_port == name.sin_port && local.sin_addr.s_addr == name.sin_addr.s_addr)
+            shutdown(fd, SHUT_RDWR);
+    }
+}
+
 class HttpServer : public FileServer
 {
 public:
@@ -92,7 +113,9 @@ public:
             const int on = 1;
             setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
             m_guests.watch(fd);
+            m_listening = fd;
         });
+        m_server.set_write_timeout(standstill);
         // What is routed has its body read into memory first, whatever its size; an answer here leaves it unread, and
         // the connection must end then, or it would be taken for the next request.
         m_server.set_keep_alive_max_count(1);
@@ -111,7 +134,12 @@ public:
     }
     HttpServer(const HttpServer &) = delete;
     HttpServer &operator=(const HttpServer &) = delete;
-    ~HttpServer() override { m_server.stop(); }
+    ~HttpServer() override
+    {
+        const sockaddr_in name = localName(m_listening);
+        m_server.stop();
+        endConnections(name);
+    }
     std::unique_ptr<Offer> offer(const std::string &name, const IPv4_Address &device, Content content) override
     {
         return std::make_unique<HttpOffer>(m_pages, m_guests, name, device, std::move(content));
@@ -136,6 +164,7 @@ private:
 
     Pages m_pages{};
     Guests m_guests{};
+    int m_listening = -1; // the library's
     httplib::Server m_server{};
     std::jthread m_thread{};
 };
