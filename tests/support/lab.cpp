@@ -73,7 +73,8 @@ Result Lab::up(Words options, const std::string &strFleet) const
         writeFile(folder() + "/fleet", strFleet);
         options = joined(std::move(options), {"--file", folder() + "/fleet"});
     }
-    return vxplab(joined({"up", "--boot-time", "1.5", "--flash-time", "0.1"}, options));
+    // Long enough to be noticed, however late this machine looks.
+    return vxplab(joined({"up", "--boot-time", "2.5", "--flash-time", "0.1"}, options));
 }
 
 Result Lab::vxplab(Words words, const Call &call) const
