@@ -46,6 +46,12 @@ inline Frame neighborReply(const Frame &request, const std::string &name)
     return frame;
 }
 
+// To a request for whichever of the two.
+inline Frame reply(const Frame &request, const std::string &name)
+{
+    return request[4] == 0xD0 ? neighborReply(request, name) : discoverReply(request, name);
+}
+
 inline Frame announcement(const std::string &name)
 {
     Frame frame = device({0xFF, 0xFF, 0, 0, 0xA0, 0x00}, 295, 198, 128, 262, name);

@@ -91,13 +91,13 @@ protected:
         };
         m_segments.emplace_back(serve);
     }
-    // The devices of one segment, which all answer discovery.
+    // The devices of one segment, which all answer.
     void respond(const std::string &interface, const std::vector<std::string> &names)
     {
         respond(interface, [names](const Frame &request) {
             std::vector<Frame> frames;
             for (const std::string &name : names)
-                frames.push_back(discoverReply(request, name));
+                frames.push_back(reply(request, name));
             return frames;
         });
     }
