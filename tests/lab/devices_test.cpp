@@ -44,8 +44,9 @@ protected:
         const std::string strOld = lab.daemon("ap1");
         set("system " + strTrigger, "yes");
         ASSERT_TRUE(eventually([&] {
-            return lab.on("ap1", "test ! -e /var/run/vxman.pid && ! pgrep -x vxpd").iStatus == 0 &&
-                   lab.shell("vxplab ps | grep -q booting").iStatus == 0;
+            return lab.shell("vxplab ps | grep -q booting && "
+                             "vxplab exec ap1 sh -c 'test ! -e /var/run/vxman.pid && ! pgrep -x vxpd'")
+                       .iStatus == 0;
         })) << "it was never off";
         ASSERT_TRUE(lab.rebooted("ap1", strOld));
     }
@@ -103,7 +104,7 @@ TEST_F(LabTest, FallsBackToALinkLocalAddressWithoutADHCPServer)
 
 TEST_F(LabTest, ARestartForgetsWhatIsPassingAndKeepsTheFirmware)
 {
-    up();
+    up({"1", "--boot-time", "3"}); // long enough to see that it is off
     const std::string password = get("system encrypted-password");
     Program server = lab.start({"serve", lab.folder()});
     ASSERT_TRUE(eventually([&] { return server.out().find("Serving") != std::string::npos; })) << server.err();
@@ -146,7 +147,7 @@ TEST_F(LabTest, LosesPacketsInEachDirection)
 {
     up();
     const auto received = [&] {
-        const std::string strPing = "busybox ping -q -i 0.01 -c 200 -W 1 192.168.0.51 | "
+        const std::string strPing = "busybox ping -q -i 0.002 -c 200 -W 1 192.168.0.51 | "
                                     "sed -n 's/.* \\([0-9]*\\) packets received.*/\\1/p'";
         return atoi(lab.run({"sh", "-c", strPing}).strOut.c_str());
     };
