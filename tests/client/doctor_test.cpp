@@ -66,7 +66,7 @@ struct DoctorTest : NetworkTest, testing::WithParamInterface<Fault> {
     }
     Record examine()
     {
-        std::vector<std::string> words{VXPCTL, "doctor", "--timeout", "0.4", "-o", "json"};
+        std::vector<std::string> words{VXPCTL, "doctor", "--timeout", "0.5", "--tries", "2", "-o", "json"};
         if (GetParam().blind)
             words.insert(words.begin(), {"setpriv", "--bounding-set", "-net_raw"});
         Program program([&] { return execute(words); });

@@ -28,6 +28,8 @@ protected:
 
     std::string path(const char *name) const { return m_folder.path() + "/" + name; }
 
+    void succeed(const std::string &line) { ASSERT_EQ(shell(line), 0) << m_output; }
+
     // The exit status of a line of shell; what it prints is kept.
     int shell(const std::string &line)
     {
@@ -57,7 +59,7 @@ TEST_F(ToolsTest, PasswordsAsTheDaemonSendsThemAreAcceptedByIt)
     for (const char *password : {"abc", "", "a$b", "$HOME`id`", "x y;z&|<>()*?#~!", "a^+=[]{},._",
                                  "\xc3\xa4\xe2\x82\xac", "012345678901234567890123456789012345678901234567"}) {
         const std::string quoted = str_insert_back_slash(password, nullptr);
-        ASSERT_EQ(shell("vxptool submit SET_PASSWD 'sysop' '" + quoted + "'"), 0) << m_output;
+        succeed("vxptool submit SET_PASSWD 'sysop' '" + quoted + "'");
         EXPECT_EQ(sysCheckUser("sysop", password), 0) << password;
         EXPECT_NE(sysCheckUser("sysop", (std::string(password) + "!").c_str()), 0) << password;
         EXPECT_EQ(lab::readSetting("system", "encrypted-password").size(), 34U);
@@ -68,11 +70,9 @@ TEST_F(ToolsTest, PasswordsAsTheDaemonSendsThemAreAcceptedByIt)
 
 TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
 {
-    ASSERT_EQ(shell("vxptool config-dump one"), 0) << m_output;
+    succeed("vxptool config-dump one");
     EXPECT_THAT(readFile(path("one")), testing::StartsWith("# vxp configuration 1\n"));
-    EXPECT_EQ(shell("tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^/# sha256: /; s/ *-$//' | cmp - last"),
-              0)
-        << m_output;
+    succeed("tail -n 1 one >last; head -n -1 one | sha256sum | sed 's/^/# sha256: /; s/ *-$//' | cmp - last");
 
     const Settings others{{named("system", "system-name"), "changed"},
                           {named("system", "extra"), "x"},
@@ -80,7 +80,7 @@ TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
                           {named("management", "mac"), "02:00:00:00:00:02"},
                           {named("config", "status"), "complete"}};
     lab::replaceSettings(others);
-    ASSERT_EQ(shell("vxptool config-file validate one && vxptool config-file restore one"), 0) << m_output;
+    succeed("vxptool config-file validate one && vxptool config-file restore one");
     Settings expected = m_settings;
     expected.erase(named("system", "model")); // the device's own, and this one has none
     expected.erase(named("management", "ip"));
@@ -89,12 +89,12 @@ TEST_F(ToolsTest, RestoreBringsBackWhatDumpSavedAndKeepsTheDevice)
     expected[named("config", "status")] = "complete";
     EXPECT_EQ(lab::readStore(), expected);
 
-    ASSERT_EQ(shell("vxptool config-dump two && cmp one two"), 0) << m_output;
+    succeed("vxptool config-dump two && cmp one two");
 }
 
 TEST_F(ToolsTest, BrokenConfigurationFilesChangeNothing)
 {
-    ASSERT_EQ(shell("vxptool config-dump good"), 0);
+    succeed("vxptool config-dump good");
     const std::string good = readFile(path("good"));
     const std::string body = "# vxp configuration 1\nnot a dump line\n";
     std::string flipped = good;
@@ -125,8 +125,7 @@ TEST_F(ToolsTest, BrokenConfigurationFilesChangeNothing)
 
 TEST_F(ToolsTest, OnlyWholeImagesForThisModelAreValid)
 {
-    ASSERT_EQ(shell("vxpimage --model AP-2600 --version 4.2.0 --size 1000 -o good && vxptool flash-validate good"), 0)
-        << m_output;
+    succeed("vxpimage --model AP-2600 --version 4.2.0 --size 1000 -o good && vxptool flash-validate good");
     const std::pair<const char *, const char *> cases[] = {
         {"vxpimage --model AP-9 --version 4.2.0 -o bad", "the image is for AP-9, this is AP-2600"},
         {"{ head -c 500 good; printf X; tail -c +502 good; } >bad", "damaged"},
@@ -138,7 +137,7 @@ TEST_F(ToolsTest, OnlyWholeImagesForThisModelAreValid)
         {"rm bad", "No such file"},
     };
     for (const auto &[make, problem] : cases) {
-        ASSERT_EQ(shell(make), 0) << m_output;
+        succeed(make);
         EXPECT_EQ(shell("vxptool flash-validate bad"), 1) << make;
         EXPECT_THAT(m_output, testing::HasSubstr(problem)) << make;
     }

@@ -62,11 +62,12 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
         while (!isOver) {
             const auto start = std::chrono::steady_clock::now();
             EXPECT_NE(std::nullopt, get(COUNT)) << lastText();
-            EXPECT_LT((std::chrono::steady_clock::now() - start) / 1ms, 1000);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
         }
     });
     std::minstd_rand random(7);
     for (int round = 0; round < 150; round++) {
+        const int before = acknowledged;
         const pid_t writer = startChild([&] {
             // Every process leaves its own copies, of a size that makes pages split and join.
             for (int i = acknowledged + 1;; i++) {
@@ -79,6 +80,9 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
                 acknowledged = i;
             }
         });
+        if (round % 2) { // the others are killed wherever they are, before their first write perhaps
+            EXPECT_TRUE(eventually([&] { return acknowledged > before; })) << "the writer never got going";
+        }
         std::this_thread::sleep_for(random() % 15000 * 1us);
         kill(writer, SIGKILL);
         ASSERT_EQ(-SIGKILL, waitFor(writer)) << "the writer failed";
@@ -87,7 +91,6 @@ TEST_F(Concurrency, AKilledWriterLosesNothingAndStopsNobody)
         ASSERT_EQ(count, get(COPY)) << "half a transaction";
         acknowledged = std::stoi(count);
     }
-    EXPECT_GT(acknowledged, 150) << "the writers never got going";
     EXPECT_EQ(0, set(COUNT, "end"));
     isOver = true;
     reader.join();
@@ -142,7 +145,7 @@ TEST_F(Concurrency, ThreadsComeAndGoAndLeaveNothing)
     churn(500);
     const auto before = taken();
     const size_t heap = mallinfo2().uordblks;
-    churn(isEmulatedHere() ? 500 : 10000);
+    churn(isEmulatedHere() ? 500 : 4000);
     EXPECT_LT(mallinfo2().uordblks, heap + 16384) << "more than the C library takes for a few threads";
     EXPECT_EQ(before, taken());
 }
