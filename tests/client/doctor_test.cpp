@@ -41,12 +41,6 @@ void PrintTo(const Fault &fault, std::ostream *out)
     *out << fault.pName;
 }
 
-bool hasLink(const std::string &name)
-{
-    const auto all = vxpctl::listInterfaces();
-    return std::any_of(all.begin(), all.end(), [&](const auto &one) { return one.name == name && one.hasLink(); });
-}
-
 struct DoctorTest : NetworkTest, testing::WithParamInterface<Fault> {
     void place(const std::string &device)
     {
@@ -88,7 +82,7 @@ TEST_P(DoctorTest, TellsFaultAndCure)
     amongDevices([&] { shell(fault.behind); });
     shell(fault.host);
     if (fault.steps.starts_with("no_link")) {
-        ASSERT_TRUE(eventually([] { return !hasLink("mgr0") && !hasLink("mgr1"); })) << "the kernel takes its time";
+        ASSERT_TRUE(eventually([] { return links() == 0; })) << "the kernel takes its time";
     }
     std::istringstream devices(fault.devices), steps(fault.steps);
     for (std::string device; std::getline(devices, device);)
@@ -96,7 +90,7 @@ TEST_P(DoctorTest, TellsFaultAndCure)
     for (std::string step, command; std::getline(steps, step) && !HasFailure();) {
         if (!command.empty()) {
             shell(command + " >/dev/null");
-            ASSERT_TRUE(eventually([] { return hasLink("mgr0"); }));
+            ASSERT_TRUE(eventually([] { return links() > 0; }));
         }
         const Record envelope = examine(), &conclusion = envelope["conclusion"];
         command = conclusion["command"].is_null() ? "" : conclusion["command"];
