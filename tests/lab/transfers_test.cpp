@@ -226,14 +226,14 @@ TEST_F(TransfersTest, TellsWhyNot)
     });
     lab.on("ap1", "ln -s ../bin/busybox /usr/sbin/tftp");
     sh("nft delete table inet t");
-    filter("output", "udp dport != 62976 quota over 1000 kbytes drop"); // or it might be over before we see it
+    filter("input", "udp dport != 62992 quota over 20 kbytes drop"); // it waits in vain: or it might be over before
     Program unserved = lab.start(
         {"run", "vxpctl", "upgrade", "ap1", "--yes", "--protocol", "tftp", "--file", lab.folder() + "/large"});
-    ASSERT_TRUE(eventually(
-        [&] { return sh("pgrep -x in.tftpd | sed 1d | grep -q . && pkill -KILL -x in.tftpd").iStatus == 0; }));
+    const std::string strKill =
+        "pgrep -x in.tftpd | sed 1d | grep -q . && pkill -KILL -x in.tftpd && nft delete table inet t";
+    ASSERT_TRUE(eventually([&] { return sh(strKill).iStatus == 0; })) << unserved.err();
     EXPECT_EQ(unserved.status(), 6);
     EXPECT_THAT(unserved.err(), HasSubstr("File download failed"));
-    sh("nft delete table inet t");
     forget("ap1");
 
     Program dying = lab.start({"run", "sh", "-c", "cd " + lab.folder() + " && exec busybox nc -ll -p 80 -e ./dying"});
