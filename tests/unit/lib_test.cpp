@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "lib/assertion.h"
 #include "lib/base64.h"
 #include "lib/debug.h"
 #include "lib/key_path.h"
@@ -30,16 +29,6 @@ TEST(Strings, TrimCutsInPlace)
     char strDots[] = "..a.b..";
     EXPECT_STREQ(strtrim(strDots, "."), "a.b");
     EXPECT_EQ(strtrim(nullptr, nullptr), nullptr);
-}
-
-TEST(Strings, WordsAreSplitWithoutEmptyOnes)
-{
-    char strText[] = "  a bc   d ";
-    char *pRest = strText;
-    EXPECT_STREQ(strsep_ex(&pRest, " "), "a");
-    EXPECT_STREQ(strsep_ex(&pRest, nullptr), "bc");
-    EXPECT_STREQ(strsep_ex(&pRest, " "), "d");
-    EXPECT_EQ(strsep_ex(&pRest, " "), nullptr);
 }
 
 TEST(Strings, BackSlashesRotateThroughFourBuffersAndStayInside)
@@ -110,18 +99,11 @@ void expectAsScanf(const std::string &strText, const char *strFormat, char chSep
 TEST(Numbers, OctetsReadAsScanfReadsThem)
 {
     std::mt19937 random(1);
-    const std::string strAlphabet = "0123456789abcfgF.:-+ 01:.:."; // no x: after "0x" the C libraries differ
-    std::vector<std::string> texts = {"192.168.0.50",  "010.300.1.x",     "1.2.x.4",   "1.2.3",
-                                      " 1. 2.\t3.4",   "-1.+2.3.4",       "1..2.3",    "",
-                                      "256.257.-5.9",  "00:1f:a4:Ff:0:9", "001f:a4",   "1:2:3:4:5:6:7",
-                                      "0x1:2:3:4:5:6", "-1:+2:- 3:4",     "1.2.3.4.5", "."};
+    const std::string strAlphabet = "0123456789abcfgF.:-+ \t01:.:."; // no x: after "0x" the C libraries differ
     for (int i = 0; i < 3000; i++) {
         std::string strText;
         for (unsigned long uLength = random() % 24; uLength > 0; uLength--)
             strText += strAlphabet[random() % strAlphabet.size()];
-        texts.push_back(strText);
-    }
-    for (const std::string &strText : texts) {
         if (strText.find_first_of(".:-+ ", 0) > 9 && strText.size() > 9)
             continue; // beyond 32 bits the C libraries differ
         expectAsScanf<4>(strText, "%u.%u.%u.%u", '.', 10, SIZE_MAX);
@@ -184,11 +166,4 @@ TEST(Debug, ExpandsOnce)
     EXPECT_EQ(printed(0, "silent"), "");
     EXPECT_EQ(printed(1, "100%% %n%s%5$n %"), "vxpd: <100% %n%s%5$n %>\n");
     EXPECT_EQ(printed(2, std::string(2000, 'x')), "vxpd: <" + std::string(1016, 'x'));
-}
-
-TEST(AssertionDeathTest, NamesExpressionSourceAndFunction)
-{
-    assertThat(true, "1", "sys");
-    EXPECT_DEATH(assertThat(false, "buf_len>strlen(str)", "sys"),
-                 "sys:[0-9]+: TestBody: Assertion \"buf_len>strlen\\(str\\)\" failed");
 }
