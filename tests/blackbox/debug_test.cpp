@@ -49,7 +49,6 @@ struct Logged {
 
 const Logged LOGGED[] = {
     {request(0xA1, 1), handled(0xA1, "funcDiscover", "505", "vxpd: DNS2=192.0.2.2 | ")},
-    {request(0xA3, 1, CREDENTIALS), handled(0xA3, "funcUserVerify", "26", "")},
     {request(0xA7, 1, CREDENTIALS + zeros(129) + hex("f1 f2")),
      handled(0xA7, "funcSetNetAdvSettings", "38", "vxpd: bodylen=0 | vxpd: 242, 241 | ")},
     {request(0xAA, 1, CREDENTIALS), handled(0xAA, "funcFactoryResetWithoutIP", "38", "",

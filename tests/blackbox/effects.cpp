@@ -30,6 +30,11 @@ Bytes asOperation(int iOperation, int iTag, const Bytes &body)
     return request(iOperation, iTag, (takesCredentials(iOperation) ? CREDENTIALS : Bytes{}) + body);
 }
 
+std::string refusing(const std::string &strSequence)
+{
+    return std::regex_replace(strSequence, std::regex("set [^|]*\\| "), "$&Error occurred on set: 100% full | ");
+}
+
 Effects::Effects(const std::string &strOptions, const std::string &strErrors)
     : m_device(start({.strOptions = strOptions,
                       .strBefore = "rm /usr/bin/date",

@@ -46,6 +46,10 @@ protected:
     AccessPoint &m_device;
 };
 
+// A sequence whose every write is tried in a store that refuses, and says so.
+const std::string REFUSING = "@fail: 100% full";
+std::string refusing(const std::string &strSequence);
+
 // The reply to tag 0x1234.
 Bytes replyFrame(int iOperation, const Bytes &body);
 Bytes status(std::string_view strStatus = "00");                     // a status block

@@ -13,8 +13,7 @@ TEST_F(EffectsDevice, TriggersAreOnTheRightSideOfTheReply)
     check(0x103, {"reboot", {}, status(), "reply 38 | set system reboot=yes"});
     check(0xAB, {"reset", {}, status(), "reply 38 | set system factory-reset=yes"});
     check(0xC0, {"commit", {}, status(), "set config startup=running | reply 38"});
-    check(0xC0,
-          {"refused", {}, status(), "set config startup=running | Error occurred on set: no | reply 38", "@fail: no"});
+    check(0xC0, {"refused", {}, status(), refusing("set config startup=running | reply 38"), REFUSING});
 }
 
 TEST_F(EffectsDevice, ResetKeepsAStaticAddress)
