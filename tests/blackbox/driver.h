@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 using Bytes = std::string; // of a datagram or a file
 using namespace std::chrono_literals;
@@ -80,17 +81,16 @@ public:
     std::string out() const { return readFile(m_strFolder + "/tmp/out"); }
     std::string err() const { return readFile(m_strFolder + "/tmp/err"); }
     pid_t daemon() const;                                  // as seen from here
-    int awaitExit();                                       // the daemon is meant to end: its status
     Result run(const std::string &strCommand) const;       // in a shell inside
     Result inNetwork(const std::string &strCommand) const; // out here, in its network namespace: ip works
-    // Write fields, also while the daemon runs. A recorded store then holds these and no others.
-    void store(const Settings &settings) const;
-    std::string stored(const std::string &strField) const;
+    void store(const Settings &settings) const;            // from now on a recorded store holds these and no others
+
+    // The status of a daemon that is meant to end.
+    int awaitExit() { return std::exchange(m_program, nullptr)->status(); }
 
 private:
     std::string m_strFolder;
-    bool m_bRecorded;
-    pid_t m_iProcess = -1;
+    std::unique_ptr<Program> m_program{};
 };
 
 class Socket

@@ -6,7 +6,6 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -26,21 +25,19 @@ std::string environment(const char *strName, const char *strDefault)
     return strValue && *strValue ? strValue : strDefault;
 }
 
-// For lsqlctl's load, each byte of a value is \xNN.
-std::string writeCommands(const Settings &settings)
+// Each byte of a value is \xNN.
+std::string loadCommand(const Settings &settings)
 {
-    std::string strLoad, strUnset;
+    std::string strLoad = "lsqlctl load - <<'END'\n";
     for (const auto &[strName, value] : settings) {
-        if (!value) {
-            strUnset += "lsqlctl unset " + strName + "\n";
+        if (!value)
             continue;
-        }
         strLoad += strName + " \"";
         for (char ch : *value)
             strLoad += formatted("\\x%02x", static_cast<unsigned char>(ch));
         strLoad += "\"\n";
     }
-    return "lsqlctl load - <<'END'\n" + strLoad + "END\n" + strUnset;
+    return strLoad + "END\n";
 }
 
 } // namespace
@@ -61,8 +58,7 @@ bool isDaemonBigEndian()
     return readFile(environment("VXP_BIN", VXP_BUILD_BIN) + "/vxpd").at(EI_DATA) == 2;
 }
 
-AccessPoint::AccessPoint(std::string strName, const Device &device)
-    : m_strFolder("/dev/shm/" + strName), m_bRecorded(device.bRecorded)
+AccessPoint::AccessPoint(std::string strName, const Device &device) : m_strFolder("/dev/shm/" + strName)
 {
     std::filesystem::remove_all(m_strFolder); // an earlier one's of this name
     for (const char *strFolder : {"/etc", "/run", "/tmp"})
@@ -70,22 +66,22 @@ AccessPoint::AccessPoint(std::string strName, const Device &device)
     writeFile(m_strFolder + "/run/vxman.pid", "");
     if (device.savedAddress)
         writeFile(m_strFolder + "/etc/reserved_IP", *device.savedAddress);
-    if (m_bRecorded)
+    if (device.bRecorded)
         store(device.settings);
-    writeFile(m_strFolder + "/tmp/start", (m_bRecorded ? "" : writeCommands(device.settings)) + device.strBefore +
+    writeFile(m_strFolder + "/tmp/start", (device.bRecorded ? "" : loadCommand(device.settings)) + device.strBefore +
                                               "\nexec vxpd " + device.strOptions + " " + device.strOutput + "\n");
 
     std::vector<std::string> words = {SCRIPTS + "access-point", "--hold", "--dir", m_strFolder, "--attach", BRIDGE};
     words.insert(words.end(),
                  {"--interface", "brtrunk", "--address", "192.168.77.10/24", "--mac", "02:4b:65:73:74:01"});
     words.insert(words.end(), {"--bin", environment("VXP_BIN", VXP_BUILD_BIN), "--lib",
-                               environment("VXP_LIB", VXP_BUILD_LIB) + (m_bRecorded ? "/recording" : "")});
+                               environment("VXP_LIB", VXP_BUILD_LIB) + (device.bRecorded ? "/recording" : "")});
     if (isEmulated())
         words.insert(words.end(), {"--emulator", getenv("VXP_EMULATOR"), "--sysroot", environment("VXP_SYSROOT", "")});
     words.insert(words.end(), {"--", "sh", "/tmp/start"});
-    m_iProcess = startChild([&] { return execute(words); });
+    m_program = std::make_unique<Program>([&] { return execute(words); });
     if (!eventually([this] { return !readFile(m_strFolder + "/pid").empty(); }))
-        throw std::runtime_error("the access point does not start");
+        throw std::runtime_error("the access point does not start: " + m_program->err());
     if (!device.bLinkUp)
         inNetwork("ip link set brtrunk down");
     writeFile(m_strFolder + "/go", "\n");
@@ -97,12 +93,11 @@ AccessPoint::~AccessPoint()
     for (const char *strReport :
          {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "WARNING: ThreadSanitizer", "runtime error:"})
         EXPECT_THAT(strErr, testing::Not(testing::HasSubstr(strReport)));
-    if (m_iProcess == -1)
+    if (!m_program)
         return;
-    int iStatus;
-    EXPECT_EQ(waitpid(m_iProcess, &iStatus, WNOHANG), 0) << "the daemon has ended: " << out() << strErr;
-    kill(m_iProcess, SIGTERM);
-    waitpid(m_iProcess, nullptr, 0);
+    EXPECT_FALSE(m_program->ended()) << "the daemon has ended: " << out() << strErr;
+    m_program->signal(SIGTERM);
+    m_program->status();
 }
 
 pid_t AccessPoint::daemon() const
@@ -111,15 +106,6 @@ pid_t AccessPoint::daemon() const
     std::string strChild;
     eventually([&] { return !(strChild = readFile("/proc/" + strFirst + "/task/" + strFirst + "/children")).empty(); });
     return std::stoi(strChild);
-}
-
-int AccessPoint::awaitExit()
-{
-    int iStatus = -1;
-    if (!eventually([&] { return waitpid(m_iProcess, &iStatus, WNOHANG) == m_iProcess; }))
-        return -1;
-    m_iProcess = -1;
-    return statusOf(iStatus);
 }
 
 Result AccessPoint::run(const std::string &strCommand) const
@@ -135,25 +121,13 @@ Result AccessPoint::inNetwork(const std::string &strCommand) const
 
 void AccessPoint::store(const Settings &settings) const
 {
-    if (m_bRecorded) {
-        std::string strLines;
-        for (const auto &[strKey, value] : settings)
-            if (value)
-                strLines += "\n" + strKey + "\t" + *value;
-        const std::string strFile = m_strFolder + "/etc/recorded_store.new";
-        writeFile(strFile + "er", strLines);
-        std::filesystem::rename(strFile + "er", strFile);
-        return;
-    }
-    const Result result = run("set -e\n" + writeCommands(settings));
-    if (result.iStatus != 0)
-        throw std::runtime_error("lsqlctl: " + result.strErr);
-}
-
-std::string AccessPoint::stored(const std::string &strField) const
-{
-    const Result result = run("lsqlctl get " + strField);
-    return result.iStatus == 0 ? result.strOut.substr(0, result.strOut.size() - 1) : "(nothing)";
+    std::string strLines;
+    for (const auto &[strKey, value] : settings)
+        if (value)
+            strLines += "\n" + strKey + "\t" + *value;
+    const std::string strFile = m_strFolder + "/etc/recorded_store.new";
+    writeFile(strFile + "er", strLines);
+    std::filesystem::rename(strFile + "er", strFile);
 }
 
 Socket::Socket(uint16_t uPort) : m_iSocket(check(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"))
