@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lib/command.h"
-#include "lib/strings.h"
-#include "req_func/transfer.h"
 #include "tests/support/support.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 
 using namespace std::chrono_literals;
 using testing::internal::CaptureStdout;
@@ -76,12 +73,4 @@ TEST_F(Commands, BeyondTheirLimitAreEndedAndLeft)
         EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
     }
     GetCapturedStdout();
-}
-
-TEST(ShellNames, StayInsideTheirBuffers)
-{
-    TransferServer server = {};
-    copyText(server.strFile, std::string(200, '$').c_str());
-    EXPECT_EQ(strlen(ShellName(server.strFile).str), 254u);
-    EXPECT_STREQ(ShellName("fw 1.bin").str, "fw 1.bin") << "blanks stand";
 }

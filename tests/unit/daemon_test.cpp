@@ -85,8 +85,6 @@ TEST_F(Handlers, AbortWhenTheReplyDoesNotFit)
     EXPECT_DEATH(call(funcQueryNeighbor, 252),
                  "req_func:[0-9]+: funcQueryNeighbor: Assertion "
                  "\"uRetBufferLen>=\\(pRetMsg->uBodyLen\\+sizeof\\(message_t\\)\\)\" failed");
-    EXPECT_DEATH(call(funcDiscover, 504), "req_func:[0-9]+: funcDiscover: Assertion");
-    EXPECT_DEATH(call(funcUserVerify, 25), "req_func:[0-9]+: funcUserVerify: Assertion");
     EXPECT_DEATH(call(funcReboot, 37), "req_func:[0-9]+: funcReboot: Assertion");
     EXPECT_DEATH(call(funcFirmwareUpgrade, 151), "req_func.c:[0-9]+: funcFirmwareUpgrade: Assertion");
     EXPECT_DEATH(call(funcVLAN_Config, 37), "req_func.c:[0-9]+: funcVLAN_Config: Assertion");

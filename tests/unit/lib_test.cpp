@@ -19,7 +19,7 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
 
-TEST(Strings, TrimCutsInPlace)
+TEST(Strings, WhiteSpaceIsCutInPlace)
 {
     char strText[] = "  abc \r\n";
     EXPECT_EQ(strtrim(strText, nullptr), strText + 2);
@@ -29,6 +29,8 @@ TEST(Strings, TrimCutsInPlace)
     char strDots[] = "..a.b..";
     EXPECT_STREQ(strtrim(strDots, "."), "a.b");
     EXPECT_EQ(strtrim(nullptr, nullptr), nullptr);
+    char strWords[] = "\t\na b", *pRest = strWords;
+    EXPECT_STREQ(strsep_ex(&pRest, nullptr), "a");
 }
 
 TEST(Strings, BackSlashesRotateThroughFourBuffersAndStayInside)

@@ -93,19 +93,13 @@ TEST_F(Settings, SettersBeyondRequests)
     GetCapturedStdout();
 }
 
-TEST_F(Settings, NamesAreCutAndOfOneInterface)
+TEST_F(Settings, NamesAreOfOneInterface)
 {
-    char strName[16] = "before";
-    EXPECT_EQ(sysGetInterfaceName(0, strName), -1);
-    g_fakeStore.values = {{"management interface", "brtrunk"}, {"system system-name", std::string(90, 'n')}};
+    char strName[16] = "before", strAlias[8] = "before!";
+    g_fakeStore.values = {{"management interface", "brtrunk"}};
     EXPECT_EQ(sysGetInterfaceName(1, strName), -1);
-    EXPECT_EQ(sysGetInterfaceName(0, strName), 0);
-    EXPECT_STREQ(strName, "brtrunk");
-    EXPECT_EQ(sysGetSystemName(strName), 0);
-    EXPECT_EQ(strlen(strName), 15u);
-    EXPECT_EQ(sysGetDDNS_ProviderList(strName), 0);
     EXPECT_STREQ(strName, "");
-    char strAlias[8] = "before!";
+    EXPECT_EQ(sysGetSystemName(strName) | sysGetDDNS_ProviderList(strName), 0);
     EXPECT_EQ(sysGetInterfaceAlias(1, strAlias), -1);
     EXPECT_EQ(std::string(strAlias, 8), std::string(8, '\0'));
 }
