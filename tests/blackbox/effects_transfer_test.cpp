@@ -3,13 +3,16 @@
 // Firmware upgrade, configuration backup and configuration restore: every branch.
 #include "tests/blackbox/effects.h"
 
+#include <regex>
+
 namespace
 {
 
 using EffectsTransfer = Effects;
 
-const std::string LONG(127, 'n'), STR1000(1000, 's'), CONSOLE = " >/dev/console 2>&1";
-const Bytes LONG_NAME(200, 'n'); // 128 bytes of it are the request's
+const std::string STR1000(1000, 's'), CONSOLE = " >/dev/console 2>&1";
+const Bytes LONG_NAME(200, '`'); // 128 bytes of it are the request's
+const std::string LONG = std::regex_replace(LONG_NAME.substr(0, 127), std::regex("`"), "\\`");
 
 Bytes answer(std::string_view strResult, const std::string &strMessage = "", std::string_view strService = "01")
 {
@@ -80,8 +83,6 @@ TEST_F(EffectsTransfer, UpgradeStart)
         {"128-byte name", HTTP4 + LONG_NAME, STARTED, // command lines of 127 characters
          download("192.0.2.7", LONG) + "/usr/sbin/flash-validate " + LONG.substr(0, 102) +
              flash("/usr/sbin/flash-upgrade " + LONG.substr(0, 103))},
-        {"name with blanks", TFTP4 + text(" my  ap.bin", 128), STARTED,
-         tftp("/tmp$ /splashbin/firmware-upgrade tftp://192.0.2.7/ my  ap.bin")},
         {"the store refuses", http, STARTED, refusing(strBad), REFUSING, "flash-validate: exit 1"},
     };
     checkAll(0x100, EFFECTS);
@@ -98,8 +99,6 @@ TEST_F(EffectsTransfer, UpgradeProgress)
                       strIs = "firmware-upgrade progress: ", strThen = " -> ";
     const Effect EFFECTS[] = {
         {"idle", QUERY, done, strQuery},
-        {"1", QUERY, done, strQuery + strReboot, strIs + "1"},
-        {"2", QUERY, done, strQuery + strShutDown, strIs + "2"},
         {"1 at the second read", QUERY, done, strQuery + strReboot, strIs + "2" + strThen + "1"},
         {"none at the second read", QUERY, done, strQuery, strIs + "2" + strThen},
         {"1, start", start, answer("01", "\"1\" is under processing"), strOnce + strReboot, strIs + "1"},
@@ -183,9 +182,6 @@ TEST_F(EffectsTransfer, RestoreQuery)
         return queried("01", "\"config upgrade\" isn't running: " + strStatus);
     };
     const Effect EFFECTS[] = {
-        {"fetching", QUERY, queried("02"), TWICE, IS + "config upgrade"},
-        {"verifying", QUERY, queried("02"), TWICE, IS + "verifying"},
-        {"complete", QUERY, queried("03"), strCleared, IS + "complete"},
         {"the second read counts", QUERY, queried("03"), strCleared, IS + "failed" + THEN + "complete"},
         {"1,000 characters", QUERY, other(STR1000), TWICE, IS + STR1000},
     };

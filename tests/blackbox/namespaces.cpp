@@ -132,11 +132,9 @@ void AccessPoint::store(const Settings &settings) const
 
 Socket::Socket(uint16_t uPort) : m_iSocket(check(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"))
 {
-    const int iOn = 1, iSize = 4 << 20;
-    setsockopt(m_iSocket, SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof iOn);
-    setsockopt(m_iSocket, SOL_SOCKET, SO_BROADCAST, &iOn, sizeof iOn);
-    setsockopt(m_iSocket, SOL_SOCKET, SO_RCVBUF, &iSize, sizeof iSize);
-    setsockopt(m_iSocket, SOL_SOCKET, SO_SNDBUF, &iSize, sizeof iSize);
+    const int iSize = 4 << 20; // of a buffer; as a switch, on
+    for (int iOption : {SO_REUSEADDR, SO_BROADCAST, SO_RCVBUF, SO_SNDBUF})
+        setsockopt(m_iSocket, SOL_SOCKET, iOption, &iSize, sizeof iSize);
     check(setsockopt(m_iSocket, SOL_SOCKET, SO_BINDTODEVICE, BRIDGE, sizeof BRIDGE), "SO_BINDTODEVICE");
     sockaddr_in address = {};
     address.sin_family = AF_INET;
