@@ -3,7 +3,7 @@
 // The same bytes on every machine: a thousand requests, each with its store, made here in the same way every time, and
 // what a daemon on x86-64 made of them, in tests/corpus/replies.txt. Its lines are CASE, request, reply, effects,
 // worker (see compact and recording_store.cpp), with tabs in between; script/corpus writes them. What is right, the
-// other tests say.
+// other tests say for a case of each kind.
 #include "tests/blackbox/effects.h"
 
 #include <set>

@@ -39,8 +39,6 @@ TEST_F(EffectsSettings, Basic)
                       strManual = strBefore6 + IP6 + PREFIX6 + GATEWAY6 + strReply,
                       strSwitchedOn = "management ipv6-autoconfig-status: up";
     const Bytes manual = basic(true);
-    Bytes anotherPort = manual;
-    anotherPort[69] = '\x50'; // both bytes count
     m_strAlways = "@reads: management ipv6-autoconfig-status";
     const Effect EFFECTS[] = {
         {"all automatic", basic(false), status(), NAME + DHCP + DHCP_DNS + AUTO_IP6 + strReply},
@@ -49,7 +47,7 @@ TEST_F(EffectsSettings, Basic)
         {"no IPv6 gateway", basic(true, ADDRESS6, zeros(16)), status(),
          strBefore6 + IP6 + PREFIX6 + AUTO + "sAutoConfig = down | strAddr = :: | set static-ipv6-route gateway= | " +
              strReply},
-        {"another port", anotherPort, status("03"), NAME + strReply},
+        {"port 0x5050: both bytes count", Bytes(manual).replace(69, 1, "\x50"), status("03"), NAME + strReply},
         {"refused, manual already", manual, status(), refusing(strManual), REFUSING},
         {"refused, IPv6 stays automatic", manual, status(), refusing(strBefore6 + AUTO + strReply),
          REFUSING + " | " + strSwitchedOn},
@@ -98,10 +96,9 @@ TEST_F(EffectsSettings, DynamicDNSAndVLAN)
     check(0xA6, {"get", {}, zeros(525), "reply 547"});
     const Bytes fields = text("user", 64) + Bytes(64, 'p') + text("ap.example", 64);
     check(0xA7, {"set", zeros(129) + hex("02 02 01") + fields, status(), "reply 38"});
-    Bytes body = text("trunk", 32) + hex("10 00 00 00  00 00") + text("text behind a NUL", 63) + zeros(65);
+    const Bytes body = text("trunk", 32) + hex("10 00 00 00  00 00") + text("text behind a NUL", 63) + zeros(65);
     check(0xD2, {"no option", body, status(), "/$ submit SET_IPADDRESS | /$ submit COMMIT | reply 38"});
-    body[36] = '\x80';
-    check(0xD2, {"an option", body, status("03"), "reply 38"});
+    check(0xD2, {"an option", Bytes(body).replace(36, 1, "\x80"), status("03"), "reply 38"});
 }
 
 TEST_F(EffectsSettings, SNMP)

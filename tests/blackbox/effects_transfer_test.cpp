@@ -39,6 +39,7 @@ TEST_F(EffectsTransfer, Refusals)
                                strStored.empty() ? "" : strField + ": " + strStored});
         };
         refuse("server type 3", hex("01 03 03") + FILE_NAME, "Invalid server type 3");
+        refuse("address type 255", hex("01 02 ff") + FILE_NAME, "Invalid server IP address type 255");
         refuse("sub-service 255", hex("ff"), "Invalid sub-service type 255", "complete");
         for (const char *strBusy : {"config backup", "failed", "Validation failed"})
             refuse("busy", HTTP4 + FILE_NAME, "\"" + std::string(strBusy) + "\" is under processing", strBusy);
