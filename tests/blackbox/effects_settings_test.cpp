@@ -150,9 +150,9 @@ TEST_F(EffectsSettings, SetWireless)
              "set interface/wlan0vap6 wpa-personal-key=key6 | set interface/wlan0vap7 wep-key-=key7 | reply 473",
          "interface/wlan0 wep-default-key: 2 | interface/wlan0vap6 security: wpa-personal | "
          "interface/wlan0vap7 security: static-wep"},
-        {"texts without end", // each is cut at its field but the key, which runs on into the next name
-         band0 + none + none + network(std::string(32, 's'), "9999", "6xxx", str16) + network("next", "", "2", str16) +
-             Bytes(56, '5'),
+        {"no code, texts without end", // each is cut at its field but the key, which runs on into the next name
+         band0 + none + network("s", "1", "-1", "k") + network(std::string(32, 's'), "9999", "6xxx", str16) +
+             network("next", "", "2", str16) + Bytes(56, '5'),
          zeros(451),
          mode("vap2", "plain-text") + mode("vap3", "wpa-personal") + bss("vap3", "on", "off") +
              "set interface/wlan0vap3 wpa-personal-key=" + str16 + std::string(56, '5') + " | reply 473"},
