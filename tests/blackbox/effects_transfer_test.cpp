@@ -183,6 +183,7 @@ TEST_F(EffectsTransfer, RestoreQuery)
         return queried("01", "\"config upgrade\" isn't running: " + strStatus);
     };
     const Effect EFFECTS[] = {
+        {"failed", QUERY, other("failed"), TWICE, IS + "failed"},
         {"the second read counts", QUERY, queried("03"), strCleared, IS + "failed" + THEN + "complete"},
         {"1,000 characters", QUERY, other(STR1000), TWICE, IS + STR1000},
     };
