@@ -86,6 +86,14 @@ TEST_F(BlackboxStartup, SavedAddress)
     }
 }
 
+TEST_F(BlackboxStartup, SharesTheStore)
+{
+    AccessPoint &device = start({.savedAddress = "10.0.0.5,255.0.0.0,10.0.0.1,"});
+    EXPECT_EQ(device.run("lsqlctl get management static-ip; lsqlctl set system system-name Changed").strOut,
+              "10.0.0.5\n");
+    EXPECT_THAT(ask(request(0xD0, 1)), testing::HasSubstr("Changed")); // it announced another name before
+}
+
 // A folder cannot be read like a file.
 TEST_F(BlackboxStartup, UnreadableSavedAddress)
 {
