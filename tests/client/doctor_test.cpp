@@ -47,7 +47,7 @@ struct DoctorTest : NetworkTest, testing::WithParamInterface<Fault> {
         std::string interface, name, ip, lossy;
         std::istringstream(device) >> interface >> name >> ip >> lossy;
         const in_addr_t address = inet_addr(ip.c_str());
-        respond(interface, [=, count = 0](const Frame &request) mutable {
+        m_segments.push_back(respond(interface, [=, count = 0](const Frame &request) mutable {
             const bool discovers = request[4] == 0xA1;
             std::vector<Frame> frames{reply(request, name)};
             put(frames[0], discovers ? 268 : 199, {reinterpret_cast<const char *>(&address), sizeof address});
@@ -56,7 +56,7 @@ struct DoctorTest : NetworkTest, testing::WithParamInterface<Fault> {
             if (!lossy.empty() && count++ % 4 > 1)
                 frames.clear();
             return frames;
-        });
+        }));
     }
     Record examine()
     {

@@ -74,10 +74,11 @@ protected:
         });
         ASSERT_TRUE(eventually([] { return links() == 2; }));
     }
-    // Broadcasts what the devices of one segment answer to each request.
-    void respond(const std::string &interface, std::function<std::vector<Frame>(const Frame &request)> answers)
+    // Broadcasts what the devices of one segment answer to each request, as long as the thread lives.
+    [[nodiscard]] std::jthread respond(const std::string &interface,
+                                       std::function<std::vector<Frame>(const Frame &request)> answers)
     {
-        const auto serve = [fd = deviceSocket(interface), answers = std::move(answers)](const std::stop_token &stop) {
+        return std::jthread([fd = deviceSocket(interface), answers = std::move(answers)](const std::stop_token &stop) {
             const FileDescriptor socket(fd);
             while (!stop.stop_requested()) {
                 pollfd watched{fd, POLLIN, 0};
@@ -88,18 +89,17 @@ protected:
                 for (const Frame &frame : answers(request))
                     broadcast(socket, frame, 62992);
             }
-        };
-        m_segments.emplace_back(serve);
+        });
     }
     // The devices of one segment, which all answer.
     void respond(const std::string &interface, const std::vector<std::string> &names)
     {
-        respond(interface, [names](const Frame &request) {
+        m_segments.push_back(respond(interface, [names](const Frame &request) {
             std::vector<Frame> frames;
             for (const std::string &name : names)
                 frames.push_back(reply(request, name));
             return frames;
-        });
+        }));
     }
     void announce(const std::string &interface, const Frame &frame)
     {
@@ -156,7 +156,9 @@ private:
     TemporaryFolder m_cache;
     std::vector<std::string> m_printed;                 // as JSON
     std::optional<FileDescriptor> m_devices, m_manager; // namespaces
-    std::vector<std::jthread> m_segments;
+
+protected:
+    std::vector<std::jthread> m_segments; // what answers until the test is over
 };
 
 #endif

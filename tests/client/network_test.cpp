@@ -20,15 +20,16 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
 {
     std::atomic<int> requests = 0;
     const std::pair<const char *, const char *> segments[] = {{"ap0", "Attic"}, {"ap1", "Yard"}};
+    std::vector<std::jthread> responders;
     for (const auto &[pInterface, pName] : segments)
-        respond(pInterface, [&requests, name = pName](const Frame &request) {
+        responders.push_back(respond(pInterface, [&requests, name = pName](const Frame &request) {
             requests++;
             std::vector<Frame> frames;
             for (const char *pOne : {"Hall", name, "Blank"}) // Hall has a foot in both segments
                 frames.push_back(discoverReply(request, pOne));
             put(frames[2], 198, std::string(6, '\0')); // two devices that could not read their MAC address
             return frames;
-        });
+        }));
     Vxpctl program({"discover", "--timeout", "1", "--tries", "3", "-o", "value", "-f", "name,interfaces"});
     EXPECT_EQ(program.status(), 0);
     EXPECT_EQ(program.out(), "Attic\tmgr0\nBlank\tmgr0\nBlank\tmgr1\nHall\tmgr0,mgr1\nYard\tmgr1\n");
@@ -39,12 +40,12 @@ TEST_F(NetworkTest, DiscoversOnEveryInterfaceAndMergesDuplicates)
 TEST_F(NetworkTest, KnownDevicesAreMissedUntilTheyAreForgotten)
 {
     std::atomic<bool> yardIsUp = true;
-    respond("ap0", [](const Frame &request) {
+    const auto one = respond("ap0", [](const Frame &request) {
         std::vector<Frame> frames{discoverReply(request, "Attic"), discoverReply(request, "Hall")};
         put(frames[0], 268, "\x0A\x01\x02H"); // Hall's address
         return frames;
     });
-    respond("ap1", [&](const Frame &request) {
+    const auto other = respond("ap1", [&](const Frame &request) {
         return yardIsUp ? std::vector<Frame>{discoverReply(request, "Yard")} : std::vector<Frame>{};
     });
     const auto discover = [&](std::vector<std::string> more = {"--timeout", "0.5"}) {
@@ -102,7 +103,7 @@ TEST_F(NetworkTest, ChoosesInterfacesPrintsTablesAndCaptures)
 
 TEST_F(NetworkTest, IgnoresWhatDoesNotAnswerItsRequest)
 {
-    respond("ap0", [](const Frame &request) {
+    const auto responder = respond("ap0", [](const Frame &request) {
         std::vector<Frame> frames(8, discoverReply(request, "Liar"));
         frames[0][0] = 0xFD;
         frames[1][2]++;
@@ -186,7 +187,7 @@ TEST_F(NetworkTest, TellsHowADeviceFails)
         {3, {}, 6, "not_supported"},
     };
     std::atomic<std::size_t> now = 0;
-    respond("ap0", [&](const Frame &request) {
+    const auto responder = respond("ap0", [&](const Frame &request) {
         Frame reply = discoverReply(request, "Hall");
         if (request[4] != 0xC0)
             return std::vector<Frame>{reply};
@@ -211,12 +212,13 @@ TEST_F(NetworkTest, TellsHowADeviceFails)
 TEST_F(NetworkTest, WhatIsDoneOnceIsAskedForOnOneInterface)
 {
     std::atomic<int> saves = 0, reboots = 0;
+    std::vector<std::jthread> responders;
     for (const char *pInterface : {"ap0", "ap1"})
-        respond(pInterface, [&](const Frame &request) {
+        responders.push_back(respond(pInterface, [&](const Frame &request) {
             saves += request[4] == 0xC0;
             reboots += request[4] == 0x03 && request[5] == 0x01;
             return std::vector<Frame>{discoverReply(request, "Hall")};
-        });
+        }));
     setenv("VXPCTL_PASSWORD", "kestrel-9", 1);
     expectFailure({"save", "Hall", "--timeout", "1", "--tries", "1"}, 4, "no_answer");
     expectFailure({"reboot", "Hall", "--timeout", "1", "--yes", "--no-wait"}, 4, "no_answer");
