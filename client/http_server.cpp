@@ -16,8 +16,7 @@ namespace
 constexpr std::uint16_t port = 80;
 constexpr std::size_t chunk = 64 * 1024; // bytes: how finely progress shows
 constexpr std::size_t mostTransfers = 64;
-
-constexpr int patience = 3;    // seconds
+constexpr int patience = 3;    // seconds, with a server that is not ours
 constexpr int standstill = 60; // seconds, in which a device takes nothing of its file
 
 struct Page {
