@@ -62,6 +62,7 @@ TEST_F(EffectsSettings, Account)
         return "/$ submit SET_PASSWD 'sysop' '" + strPassword + "' | reply 38";
     };
     check(0xA4, {"abc", abc, status(), command("abc")});
+    check(0xA4, {"escaped", USER + text("YSRgYg==", 64), status(), command("a\\$\\`b")});
     check(0xA4, {"operators", USER + text("OyZ8PD4oKXt9ICo/", 64), status(), command(";&|<>(){} *?")});
     check(0xA4, {"full field", USER + "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDEyMzQ1Njc4OTAxMjM0NTY3YWJj", status(),
                  command("012345678901234567890123456789012345678901234567")});
